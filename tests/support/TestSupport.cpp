@@ -1,0 +1,146 @@
+#include "TestSupport.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace testsupport {
+
+TempDir::TempDir() {
+    const char* base = getenv("TMPDIR");
+    std::string tmpl = std::string(base && *base ? base : "/tmp") + "/readfix-test-XXXXXX";
+    std::vector<char> buf(tmpl.begin(), tmpl.end());
+    buf.push_back('\0');
+    if (!mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed");
+    char* real = realpath(buf.data(), nullptr);
+    root = real;
+    free(real);
+}
+
+TempDir::~TempDir() {
+    std::error_code ec;
+    // Restore write permission first, so that tests of read-only directories clean up.
+    for (auto it = std::filesystem::recursive_directory_iterator(root, ec);
+         it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
+        if (it->is_directory(ec) && !it->is_symlink(ec)) chmod(it->path().c_str(), 0755);
+    }
+    std::filesystem::remove_all(root, ec);
+}
+
+std::string TempDir::path(const std::string& rel) const {
+    return rel.empty() ? root : root + "/" + rel;
+}
+
+RunResult run(const std::string& program, const std::vector<std::string>& argv,
+              const std::string& cwd) {
+    int outPipe[2], errPipe[2];
+    if (pipe(outPipe) != 0 || pipe(errPipe) != 0) throw std::runtime_error("pipe failed");
+    pid_t pid = fork();
+    if (pid < 0) throw std::runtime_error("fork failed");
+    if (pid == 0) {
+        int devnull = open("/dev/null", O_RDONLY);
+        dup2(devnull, 0);
+        dup2(outPipe[1], 1);
+        dup2(errPipe[1], 2);
+        close(outPipe[0]);
+        close(errPipe[0]);
+        if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
+        if (!cwd.empty()) setenv("PWD", cwd.c_str(), 1);
+        std::vector<char*> args;
+        for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        execv(program.c_str(), args.data());
+        _exit(127);
+    }
+    close(outPipe[1]);
+    close(errPipe[1]);
+    RunResult result;
+    struct pollfd fds[2] = {{outPipe[0], POLLIN, 0}, {errPipe[0], POLLIN, 0}};
+    int open = 2;
+    char buf[65536];
+    while (open > 0) {
+        if (poll(fds, 2, -1) < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        for (int i = 0; i < 2; i++) {
+            if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP | POLLERR))) continue;
+            ssize_t n = read(fds[i].fd, buf, sizeof buf);
+            if (n <= 0) {
+                close(fds[i].fd);
+                fds[i].fd = -1;
+                open--;
+            } else {
+                (i == 0 ? result.out : result.err).append(buf, n);
+            }
+        }
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+}
+
+RunResult runReadfix(const std::vector<std::string>& args, const std::string& cwd) {
+    std::vector<std::string> argv{"readfix"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return run(READFIX_BIN, argv, cwd);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+bool exists(const std::string& path) {
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0;
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+    if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+void makeDir(const std::string& path) {
+    std::filesystem::create_directories(path);
+}
+
+std::vector<std::pair<std::string, std::string>> snapshot(const std::string& dir) {
+    std::vector<std::pair<std::string, std::string>> files;
+    for (auto& entry : std::filesystem::recursive_directory_iterator(dir)) {
+        std::string rel = entry.path().string().substr(dir.size());
+        if (entry.is_symlink()) {
+            files.emplace_back(rel, "-> " + std::filesystem::read_symlink(entry.path()).string());
+        } else if (entry.is_regular_file()) {
+            files.emplace_back(rel, readFile(entry.path().string()));
+        } else {
+            files.emplace_back(rel, "<dir>");
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::string sharedTestData() {
+    struct stat st;
+    if (stat(SHARED_TESTDATA "/sff", &st) == 0 && S_ISDIR(st.st_mode)) return SHARED_TESTDATA;
+    return "";
+}
+
+}  // namespace testsupport
