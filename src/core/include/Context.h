@@ -259,8 +259,8 @@ public:
     // Settings no project element sets; engines and commands change them directly.
     int readNLimit = 5;
     bool pairedLinkerOnly = false;
-    bool memoryReport = false;          // printMallocInfo prints only when on
-    bool timeReport = false;            // printTimeInfo prints only when on
+    bool memoryReport = false;           // printMallocInfo prints only when on
+    bool timeReport = false;             // printTimeInfo prints only when on
     bool isMultiplexSubproject = false;  // this project is a sample of a multiplex project
     bool refSetChanged = false;          // the store found fewer references than declared
 

@@ -44,6 +44,8 @@ void safeFree(void* ptr);
 
 // Virtual size of the process in bytes from /proc/self/stat, 0 when unavailable.
 long getMemoryFootprint();
+// The same from a named file in the /proc/<pid>/stat format, 0 when unreadable.
+long getMemoryFootprint(const char* statPath);
 // Interactive debugging pause: 'n' exits, 'd' prints the stack; returns the answer's
 // first character otherwise.
 int ask(FILE* stream);

@@ -3,6 +3,7 @@
 // files. Positions in the text are size_t internally so that npos can't wrap into a valid index.
 #include "XMLnode.h"
 
+#include <cstdio>
 #include <string>
 
 #include "Util.h"
@@ -10,7 +11,7 @@
 namespace {
 
 // Elements nested deeper than this end the read cleanly instead of exhausting the stack.
-const int MAX_XML_DEPTH = 10000;
+const int MAX_XML_DEPTH = 1000;
 
 const std::string::size_type NPOS = std::string::npos;
 
@@ -29,7 +30,8 @@ XMLnode::XMLnode() {}
 
 XMLnode::XMLnode(std::string name) : name(std::move(name)) {}
 
-XMLnode::XMLnode(std::string name, std::string value) : name(std::move(name)), value(std::move(value)) {}
+XMLnode::XMLnode(std::string name, std::string value)
+    : name(std::move(name)), value(std::move(value)) {}
 
 XMLnode::XMLnode(std::string name, std::string value, std::string comment)
     : name(std::move(name)), value(std::move(value)), comment(std::move(comment)) {}

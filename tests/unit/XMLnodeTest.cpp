@@ -1,0 +1,177 @@
+#include "XMLnode.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "TestSupport.h"
+
+using testsupport::readFile;
+using testsupport::TempDir;
+using testsupport::writeFile;
+
+namespace {
+
+// A regex that matches exactly the given text.
+std::string exactly(const std::string& text) {
+    std::string re = "^";
+    for (char c : text) {
+        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) re += '\\';
+        re += c;
+    }
+    return re + "$";
+}
+
+// Reads an XML text through a real file.
+XMLnode* readText(const TempDir& dir, const std::string& text) {
+    writeFile(dir.path("in.xml"), text);
+    return readXMLFile(dir.path("in.xml"));
+}
+
+// The tree as "name=value{children}" for compact comparison.
+std::string shape(XMLnode* node) {
+    std::string out;
+    for (XMLnode* n = node; n != nullptr; n = n->getNextSibling()) {
+        out += n->getName();
+        if (!n->getValue().empty()) out += "=" + n->getValue();
+        if (!n->getComment().empty()) out += "#" + n->getComment();
+        if (n->getFirstChild() != nullptr) out += "{" + shape(n->getFirstChild()) + "}";
+        if (n->getNextSibling() != nullptr) out += ",";
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(XMLnodeTest, WriterLayoutIsExact) {
+    TempDir dir;
+    XMLnode* root = new XMLnode("ZeqProject");
+    XMLnode* info = new XMLnode("ProjectInformation");
+    info->addChild(new XMLnode("ProjectType", "Mapping", "kind"));
+    XMLnode* deep = new XMLnode("Deep");
+    deep->addChild(new XMLnode("Leaf", "1"));
+    info->addChild(deep);
+    root->addChild(info);
+    root->addChild(new XMLnode("VectorDatabase", "", "not written"));
+    writeXMLFile(dir.path("out.xml"), root);
+    EXPECT_EQ(readFile(dir.path("out.xml")),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n"
+              "<ZeqProject>\n"
+              "\n"
+              "  <ProjectInformation>\n"
+              "    <ProjectType comment=\"kind\">Mapping</ProjectType>\n"
+              "    <Deep>\n"
+              "      <Leaf>1</Leaf>\n"
+              "    </Deep>\n"
+              "  </ProjectInformation>\n"
+              "\n"
+              "  <VectorDatabase/>\n"
+              "\n"
+              "</ZeqProject>\n");
+
+    // Rewriting truncates in place; an unwritable path is silent and leaves nothing.
+    writeXMLFile(dir.path("out.xml"), new XMLnode("a", "1"));
+    EXPECT_EQ(readFile(dir.path("out.xml")),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n<a>1</a>\n");
+    writeXMLFile(dir.path("missing/out.xml"), root);
+    EXPECT_FALSE(testsupport::exists(dir.path("missing/out.xml")));
+    deleteTree(root);
+    deleteTree(nullptr);
+}
+
+TEST(XMLnodeTest, ReaderForms) {
+    TempDir dir;
+    XMLnode* root = readText(dir,
+                             "<?xml version=\"1.0\"?>\n"
+                             "<top>\n"
+                             "  <e></e><s/><b>1</b>\n"
+                             "<!-- a comment line -->\n"
+                             "  <kids>  <c>x</c>  text ignored <d>y</d>  </kids>\n"
+                             "  <blanks>  1  </blanks><gt>a>b</gt><ent>&lt;</ent>\n"
+                             "  <?xml again?>\n"
+                             "  <multi>one\n"
+                             "two</multi>\n"
+                             "</top>\n");
+    EXPECT_EQ(root->getName(), "");
+    EXPECT_EQ(shape(root->getFirstChild()),
+              "top{e,s,b=1,kids{c=x,d=y},blanks=  1  ,gt=a>b,ent=&lt;,multi=onetwo}");
+    // The empty value of <e></e> is written back in the empty form.
+    writeXMLFile(dir.path("e.xml"), root->getFirstChild()->getFirstChild());
+    std::string written = readFile(dir.path("e.xml"));
+    EXPECT_EQ(written.substr(written.find('\n') + 1), "<e/>\n");
+    deleteTree(root);
+
+    XMLnode* none = readXMLFile(dir.path("no-such-file.xml"));
+    EXPECT_EQ(none->getFirstChild(), nullptr);
+    deleteTree(none);
+}
+
+TEST(XMLnodeTest, RoundTripKeepsTree) {
+    TempDir dir;
+    XMLnode* root = new XMLnode("r");
+    XMLnode* files = new XMLnode("ReadFiles");
+    files->addChild(new XMLnode("SetReadCount", "2"));
+    XMLnode* file = new XMLnode("File");
+    file->addChild(new XMLnode("Path", "/data/a b.sff"));
+    file->addChild(new XMLnode("Library"));
+    files->addChild(file);
+    root->addChild(files);
+    writeXMLFile(dir.path("p.xml"), root);
+    XMLnode* back = readXMLFile(dir.path("p.xml"));
+    EXPECT_EQ(shape(back->getFirstChild()), shape(root));
+    EXPECT_EQ(shape(root), "r{ReadFiles{SetReadCount=2,File{Path=/data/a b.sff,Library}}}");
+    deleteTree(back);
+    deleteTree(root);
+}
+
+TEST(XMLnodeTest, MalformedInputDies) {
+    TempDir dir;
+    EXPECT_EXIT(readText(dir, "<a>1</a>\n<b"), ::testing::ExitedWithCode(255),
+                exactly("Error:  Invalid format of XML file.\n"
+                        "Can't find end of start tag:  <b\n"));
+    // An attribute makes the whole bracket content the name, whose end tag never comes.
+    EXPECT_EXIT(readText(dir, "<a comment=\"x\">1</a>"), ::testing::ExitedWithCode(255),
+                exactly("Error:  Invalid format of XML file.\n"
+                        "Error:  Cannot find endtag </a comment=\"x\"> in 1</a>\n"));
+    EXPECT_EXIT(readText(dir, "<top><a>1</top>"), ::testing::ExitedWithCode(255),
+                exactly("Error:  Invalid format of XML file.\n"
+                        "Error:  Cannot find endtag </a> in 1</top>\n"));
+    EXPECT_EXIT(readText(dir, "<a>1"), ::testing::ExitedWithCode(255),
+                exactly("Error:  Invalid format of XML file.\n"
+                        "Error:  Cannot find endtag </a> in 1\n"));
+    std::string deep, tail;
+    for (int i = 0; i < 1500; i++) {
+        deep += "<e" + std::to_string(i) + ">";
+        tail = "</e" + std::to_string(i) + ">" + tail;
+    }
+    EXPECT_EXIT(readText(dir, deep + "x" + tail), ::testing::ExitedWithCode(255),
+                "Elements nested more than 1000 deep");
+}
+
+TEST(XMLnodeTest, EarlierParser) {
+    EXPECT_EQ(getNextTag("<ab cd>", 0), 3);
+    EXPECT_EQ(getNextTag("<ab/>", 0), 4);
+    EXPECT_EQ(getNextTag("<ab", 0), 3);
+    EXPECT_EQ(getSubTag("xx<a>1</a><b>2</b>"), "<a>1</a>");
+    EXPECT_EQ(getSubTag("<e/><b>2</b>"), "<e/>");
+    EXPECT_EQ(getSubTag("<a>1"), "");
+    EXPECT_EQ(getSubTag("plain"), "");
+    EXPECT_TRUE(noFurtherSubtags("1</a>"));
+    EXPECT_FALSE(noFurtherSubtags("<b>2</b></a>"));
+    EXPECT_FALSE(noFurtherSubtags("<a><b/></a>"));
+    EXPECT_TRUE(noFurtherSubtags("<a>"));
+
+    std::string text = "<top><x comment=\"note\">5</x><e/><k><m>q</m></k></top>";
+    XMLnode node;
+    EXPECT_EQ(parse(&node, text, 0, (int)text.length()), 0);
+    // The leaf keeps the whole text after the name as its value.
+    EXPECT_EQ(shape(&node), "top{x=comment=\"note\">5#note,e,k{m=q}}");
+    deleteTree(node.firstChild);
+
+    XMLnode open;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(parse(&open, "<a>1", 0, 4), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "XML parsing error:  unable to find tag end.\n");
+    EXPECT_EQ(open.getName(), "a");
+}

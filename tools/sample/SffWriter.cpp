@@ -1,0 +1,179 @@
+#include "SffWriter.h"
+
+#include <cstdio>
+
+#include "Util.h"
+
+SffWriter::SffWriter(int numFlows) {
+    static const char CYCLE[] = "TACG";
+    for (int i = 0; i < numFlows; i++) flowChars += CYCLE[i & 3];
+}
+
+void SffWriter::add(const SffEntry& read) {
+    reads.push_back(read);
+    SffEntry& r = reads.back();
+    if (r.flows.empty() || r.flowIndex.empty()) {
+        if (!deriveFlows(r, flowChars))
+            die("Error:  Read %s does not fit in %d flows.\n", r.name.c_str(),
+                (int)flowChars.size());
+    }
+    if (r.quals.empty()) r.quals.assign(r.bases.size(), 30);
+}
+
+void SffWriter::add(const std::string& name, const std::string& bases, uint16_t clipQualLeft,
+                    uint16_t clipQualRight, uint16_t clipAdapterLeft, uint16_t clipAdapterRight) {
+    SffEntry r;
+    r.name = name;
+    r.bases = bases;
+    r.clipQualLeft = clipQualLeft;
+    r.clipQualRight = clipQualRight;
+    r.clipAdapterLeft = clipAdapterLeft;
+    r.clipAdapterRight = clipAdapterRight;
+    add(r);
+}
+
+bool SffWriter::deriveFlows(SffEntry& read, const std::string& flowChars) {
+    const size_t nf = flowChars.size();
+    read.flows.assign(nf, 0);
+    read.flowIndex.assign(read.bases.size(), 0);
+    // Walk the flows; each run of the flow's base is called in that flow. A base
+    // that no flow carries (an N) is called in the current flow.
+    size_t flow = 0;
+    size_t lastFlow = 0;  // 1-based flow of the previous base, 0 before the first
+    for (size_t i = 0; i < read.bases.size(); i++) {
+        char b = read.bases[i];
+        if (b >= 'a' && b <= 'z') b = (char)(b - 'a' + 'A');
+        bool inOrder = flowChars.find(b) != std::string::npos;
+        if (inOrder) {
+            while (flow < nf && flowChars[flow] != b) flow++;
+            if (flow >= nf) return false;
+        } else if (flow >= nf) {
+            return false;
+        }
+        if (read.flows[flow] < 65535 - 100) read.flows[flow] += 100;
+        size_t oneBased = flow + 1;
+        read.flowIndex[i] = (uint8_t)(oneBased - lastFlow);
+        lastFlow = oneBased;
+    }
+    return true;
+}
+
+uint32_t SffWriter::entryLength(size_t nameLength, size_t numBases, size_t numFlows) {
+    size_t head = 16 + nameLength;
+    head = (head + 7) & ~(size_t)7;
+    size_t data = numFlows * 2 + 3 * numBases;
+    data = (data + 7) & ~(size_t)7;
+    return (uint32_t)(head + data);
+}
+
+void SffWriter::put16(std::string& out, uint16_t v) {
+    out += (char)(v >> 8);
+    out += (char)(v & 0xFF);
+}
+
+void SffWriter::put32(std::string& out, uint32_t v) {
+    put16(out, (uint16_t)(v >> 16));
+    put16(out, (uint16_t)(v & 0xFFFF));
+}
+
+void SffWriter::put64(std::string& out, uint64_t v) {
+    put32(out, (uint32_t)(v >> 32));
+    put32(out, (uint32_t)(v & 0xFFFFFFFFULL));
+}
+
+void SffWriter::pad8(std::string& out) {
+    while (out.size() % 8 != 0) out += '\0';
+}
+
+std::string SffWriter::build() {
+    const size_t nf = flowChars.size();
+    std::string out;
+    out.reserve(64 + nf + reads.size() * entryLength(16, 300, nf));
+
+    // Common header; the index offset and length are patched in at the end.
+    out += ".sff";
+    out += std::string("\0\0\0\1", 4);
+    put64(out, 0);
+    put32(out, 0);
+    put32(out, (uint32_t)reads.size());
+    size_t headerLengthAt = out.size();
+    put16(out, 0);
+    put16(out, (uint16_t)key.size());
+    put16(out, (uint16_t)nf);
+    out += '\1';  // flowgram format code
+    out += flowChars;
+    out += key;
+    pad8(out);
+    headerLength = (uint16_t)out.size();
+    out[headerLengthAt] = (char)(headerLength >> 8);
+    out[headerLengthAt + 1] = (char)(headerLength & 0xFF);
+
+    offsets.clear();
+    entrySizes.clear();
+    indexOffset = 0;
+    indexLength = 0;
+    int middle = indexAfterRead >= 0 ? indexAfterRead : (int)reads.size() / 2 - 1;
+    if (indexPlace == SffIndexPlace::MIDDLE && middle < 0) middle = -1;
+
+    // The index block: each read's offset, big-endian, padded to 8. The offsets
+    // are only known once the reads are laid out, so it is patched in afterwards.
+    size_t indexBytes = reads.size() * 4;
+    indexBytes = (indexBytes + 7) & ~(size_t)7;
+    if (indexBytes == 0) indexBytes = 8;
+    auto placeIndex = [&]() {
+        indexOffset = out.size();
+        indexLength = (uint32_t)indexBytes;
+        out.append(indexBytes, '\0');
+    };
+    if (indexPlace == SffIndexPlace::MIDDLE && middle == -1) placeIndex();
+
+    for (size_t r = 0; r < reads.size(); r++) {
+        const SffEntry& e = reads[r];
+        size_t start = out.size();
+        offsets.push_back(start);
+        size_t nb = e.bases.size();
+        size_t entryHeader = (16 + e.name.size() + 7) & ~(size_t)7;
+        put16(out, (uint16_t)entryHeader);
+        put16(out, (uint16_t)e.name.size());
+        put32(out, (uint32_t)nb);
+        put16(out, e.clipQualLeft);
+        put16(out, e.clipQualRight);
+        put16(out, e.clipAdapterLeft);
+        put16(out, e.clipAdapterRight);
+        out += e.name;
+        pad8(out);
+        for (size_t f = 0; f < nf; f++) put16(out, f < e.flows.size() ? e.flows[f] : 0);
+        for (size_t i = 0; i < nb; i++) out += (char)(i < e.flowIndex.size() ? e.flowIndex[i] : 0);
+        out += e.bases;
+        for (size_t i = 0; i < nb; i++) out += (char)(i < e.quals.size() ? e.quals[i] : 30);
+        pad8(out);
+        entrySizes.push_back((uint32_t)(out.size() - start));
+        if (indexPlace == SffIndexPlace::MIDDLE && (int)r == middle) placeIndex();
+    }
+    if (indexPlace == SffIndexPlace::END) placeIndex();
+
+    if (indexPlace != SffIndexPlace::NONE) {
+        for (size_t r = 0; r < offsets.size(); r++) {
+            uint32_t v = (uint32_t)offsets[r];
+            size_t at = indexOffset + 4 * r;
+            out[at] = (char)(v >> 24);
+            out[at + 1] = (char)(v >> 16);
+            out[at + 2] = (char)(v >> 8);
+            out[at + 3] = (char)v;
+        }
+        std::string fields;
+        put64(fields, indexOffset);
+        put32(fields, indexLength);
+        out.replace(8, 12, fields);
+    }
+    return out;
+}
+
+bool SffWriter::write(const std::string& path) {
+    std::string image = build();
+    FILE* fp = fopen(path.c_str(), "wb");
+    if (!fp) return false;
+    bool ok = fwrite(image.data(), 1, image.size(), fp) == image.size();
+    if (fclose(fp) != 0) ok = false;
+    return ok;
+}
