@@ -144,3 +144,109 @@ std::string sharedTestData() {
 }
 
 }  // namespace testsupport
+
+#include "ProjectBuilder.h"
+#include "SampleReads.h"
+
+namespace testsupport {
+
+std::string expectedProjectXml(const std::string& projectDir, const std::string& dateCreated,
+                               const std::vector<ExpectedFile>& files) {
+    std::string x = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n<ZeqProject>\n\n";
+    x += "  <ProjectInformation>\n    <ProjectType>Mapping</ProjectType>\n";
+    x += "    <ProjectDirectory>" + projectDir + "</ProjectDirectory>\n";
+    x += "    <dateCreated>" + dateCreated + "</dateCreated>\n";
+    x += "    <dateModified>*</dateModified>\n";
+    x += "    <SoftwareVersion>3.0 (20140410_1040)</SoftwareVersion>\n  </ProjectInformation>\n\n";
+    const char* config[][2] = {
+        {"minimumReadLength", "30"}, {"overlapSeedStep", "12"}, {"overlapSeedLength", "16"},
+        {"overlapMinSeedCount", "1"}, {"overlapSeedHitLimit", "70"},
+        {"overlapHitPositionLimit", "1000000"}, {"overlapMinMatchLength", "40"},
+        {"overlapMinMatchIdentity", "90"}, {"overlapMatchIdentScore", "2"},
+        {"overlapMatchDiffScore", "-3"}, {"overlapMatchUniqueThresh", "12"},
+        {"isogroupThresh", "500"}, {"isotigThresh", "100"}, {"isotigContigCountThresh", "100"},
+        {"isotigContigLengthThresh", "3"}, {"isotigDepthSplit", "false"}, {"aceMode", "Auto"},
+        {"aceReadMode", "Default"}, {"pairAlignMode", "Text"}, {"alignInfoMode", "Auto"},
+        {"nucleotideFreqTable", "false"}, {"mapMinContigDepth", "1"},
+        {"allContigThresh", "100"}, {"largeContigThresh", "500"}, {"expectedDepth", "0"},
+        {"cDNAMode", "false"}, {"referenceMode", "Auto"}, {"largeGenome", "false"},
+        {"multiplexMode", "false"}, {"scaffoldOutputMode", "false"},
+        {"scaffoldLengthThreshold", "2000"}, {"ripMode", "false"},
+        {"heterozygoteMode", "false"}, {"assemblerBatchSize", "0"}, {"numCPU", "0"},
+        {"showSingleReadVariations", "false"}, {"orvaneMappingMode", "false"},
+        {"backwardCompatibleContigging", "false"}, {"finishMode", "false"},
+        {"autoTrimming", "true"}, {"VectorDatabase", ""}, {"screeningDatabase", ""},
+        {"haplotypeFile", ""}, {"targetedRegionFile", ""}, {"annotationFile", ""},
+        {"knownSNPFile", ""}, {"accessionRenameFile", ""}, {"filterExcludeFile", ""},
+        {"filterIncludeFile", ""}, {"UseSerialIO", "false"}, {"SerialIOMinimizeDisk", "false"},
+        {"SerialIOMemLimit", "0"}};
+    x += "  <Config>\n";
+    for (auto& c : config) {
+        std::string name = c[0], value = c[1];
+        x += value.empty() ? "    <" + name + "/>\n"
+                           : "    <" + name + ">" + value + "</" + name + ">\n";
+    }
+    x += "  </Config>\n\n  <ReferenceFiles>\n    <SetRefCount>0</SetRefCount>\n  </ReferenceFiles>\n\n";
+    x += "  <ReadFiles>\n    <SetReadCount>" + std::to_string(files.size()) + "</SetReadCount>\n";
+    for (const ExpectedFile& f : files) {
+        x += "    <File>\n";
+        if (f.type == 0) x += "      <SFFDirFilename>" + f.linkName + "</SFFDirFilename>\n";
+        x += "      <Path>" + f.path + "</Path>\n";
+        x += std::string("      <Type>") + (f.type == 0 ? "SFF" : f.type == 1 ? "Fasta" : "Fastq") +
+             "</Type>\n";
+        if (f.type == 2)
+            x += "      <FastqScoreType>Standard</FastqScoreType>\n"
+                 "      <FastqAccnoType>General</FastqAccnoType>\n";
+        x += std::string("      <IsPairedEnd>") + (f.pairedEnd ? "true" : "false") +
+             "</IsPairedEnd>\n";
+        x += "      <Rescore>false</Rescore>\n      <removeFlag>false</removeFlag>\n";
+        x += "    </File>\n";
+    }
+    x += "  </ReadFiles>\n\n</ZeqProject>\n";
+    return x;
+}
+
+std::string elementValue(const std::string& xml, const std::string& name) {
+    size_t open = xml.find("<" + name + ">");
+    if (open == std::string::npos) return "";
+    open += name.size() + 2;
+    size_t close = xml.find("</" + name + ">", open);
+    return close == std::string::npos ? "" : xml.substr(open, close - open);
+}
+
+std::string maskDateModified(const std::string& xml) {
+    size_t open = xml.find("<dateModified>");
+    if (open == std::string::npos) return xml;
+    open += 14;
+    size_t close = xml.find("</dateModified>", open);
+    if (close == std::string::npos) return xml;
+    return xml.substr(0, open) + "*" + xml.substr(close);
+}
+
+SampleProject::SampleProject(const std::string& dir, bool withTextFiles) {
+    proj = dir + "/proj";
+    runs = dir + "/runs";
+    subDir = proj + "/mapping";
+    xmlPath = subDir + "/ZeqMappingProject.xml";
+    makeDir(runs);
+    SffWriter a(400), b(400);
+    addSampleSffReads(a, 5, 11, "AAAA");
+    addSampleSffReads(b, 4, 12, "BBBB");
+    if (!a.write(runs + "/A.sff") || !b.write(runs + "/B.sff"))
+        throw std::runtime_error("cannot write sample SFF files");
+    ProjectBuilder builder(proj);
+    builder.addSffFile(runs + "/A.sff");
+    builder.addSffFile(runs + "/B.sff");
+    files = {{0, "A.sff", runs + "/A.sff", false}, {0, "B.sff", runs + "/B.sff", false}};
+    if (withTextFiles) {
+        writeSampleFasta(runs + "/reads.fna", runs + "/reads.qual", 3, 13, "FFFF");
+        writeSampleFastq(runs + "/reads.fastq", 3, 14, "QQQQ");
+        builder.addFastaFile(runs + "/reads.fna");
+        builder.addFastqFile(runs + "/reads.fastq");
+        files.push_back({1, "", runs + "/reads.fna", false});
+        files.push_back({2, "", runs + "/reads.fastq", false});
+    }
+    builder.write();
+}
+
+}  // namespace testsupport

@@ -47,3 +47,35 @@ std::vector<std::pair<std::string, std::string>> snapshot(const std::string& dir
 std::string sharedTestData();
 
 }  // namespace testsupport
+
+namespace testsupport {
+
+// One read file as the expected project file lists it.
+struct ExpectedFile {
+    int type;              // 0 SFF, 1 FASTA, 2 FASTQ
+    std::string linkName;  // SFF only
+    std::string path;
+    bool pairedEnd;
+};
+
+// The sub-project file that the writer must produce for a default mapping
+// project with these read files; dateModified holds the placeholder "*".
+std::string expectedProjectXml(const std::string& projectDir, const std::string& dateCreated,
+                               const std::vector<ExpectedFile>& files);
+
+// The file text with the value of dateModified replaced by "*".
+std::string maskDateModified(const std::string& xml);
+// The value of the first element of that name in the text, or "".
+std::string elementValue(const std::string& xml, const std::string& name);
+
+// A mapping project at dir/proj over read files in dir/runs: two SFF files
+// (A.sff with 5 reads, B.sff with 4), reads.fna with reads.qual beside it, and
+// reads.fastq. Only the SFF files are linked in sff/.
+struct SampleProject {
+    // Without text files the project holds only the two SFF files.
+    explicit SampleProject(const std::string& dir, bool withTextFiles = true);
+    std::string proj, runs, subDir, xmlPath;
+    std::vector<ExpectedFile> files;
+};
+
+}  // namespace testsupport

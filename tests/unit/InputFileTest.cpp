@@ -1,10 +1,9 @@
-#include "InputFile.h"
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <string>
 
+#include "InputFile.h"
 #include "SffWriter.h"
 #include "TestSupport.h"
 
@@ -60,7 +59,6 @@ TEST(InputFileTest, QualityFileSearch) {
     EXPECT_EXIT(fastq.getQualPath(), ::testing::ExitedWithCode(255),
                 "Assertion:  hasQualFile\\(\\) && fileType == FASTA_FILE");
 
-    TempDir bare;
     InputFile noPoint(false, "/nodots/reads", InputFile::FASTA_FILE, 0, 0, false);
     EXPECT_FALSE(noPoint.hasQual());
 }

@@ -1,10 +1,9 @@
-#include "XMLnode.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "TestSupport.h"
+#include "XMLnode.h"
 
 using testsupport::readFile;
 using testsupport::TempDir;

@@ -164,6 +164,10 @@ public:
     const char* getAccno(int seqId);
     // The generated name of a read that has none stored.
     const char* _getAccno(int seqId);
+    // Appends a read of file fileIndex (offsets, sizes, record and name); returns
+    // its seqId. For intake and for tools that build a store by hand.
+    int addRead(int fileIndex, uint64_t fileOffset, uint32_t fileByteSize, uint64_t qualOffset,
+                uint32_t qualByteSize, int length, int clipPoint, int flags, const char* accno);
     // Stores a read's name; names starting with the file's accession prefix
     // are stored marked, without the prefix.
     void setAccno(int seqId, const char* name, int len);

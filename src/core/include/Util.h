@@ -77,5 +77,4 @@ std::string getThisExecutablePath();
 // Directory of the running executable (no trailing slash), "" on failure.
 std::string getJustExecPath();
 
-#define ASSERT(expr) \
-    ((expr) ? (void)0 : safeAssert(#expr, __FILE__, __LINE__, __PRETTY_FUNCTION__))
+#define ASSERT(expr) ((expr) ? (void)0 : safeAssert(#expr, __FILE__, __LINE__, __PRETTY_FUNCTION__))

@@ -455,20 +455,21 @@ void Context::getContextInfo(stringbuffer& out, OptionParser* parser) {
 
 namespace {
 
-// Common unit of a set of heap figures, chosen by the largest of them.
-void memUnit(size_t largest, size_t& divisor, char& letter) {
+// Common unit of a set of heap figures, chosen by the largest of them; the
+// letter is empty for plain bytes.
+void memUnit(size_t largest, size_t& divisor, const char*& letter) {
     if (largest > 1000000000) {
         divisor = 1000000000;
-        letter = 'G';
+        letter = "G";
     } else if (largest > 1000000) {
         divisor = 1000000;
-        letter = 'M';
+        letter = "M";
     } else if (largest > 1000) {
         divisor = 1000;
-        letter = 'K';
+        letter = "K";
     } else {
         divisor = 1;
-        letter = '\0';
+        letter = "";
     }
 }
 
@@ -495,15 +496,15 @@ void Context::printMallocInfo(const std::string& label, int mode) {
         return;
     }
     size_t divisor;
-    char u;
+    const char* u;
     memUnit(mi.uordblks > mi.fordblks ? mi.uordblks : mi.fordblks, divisor, u);
     if (mode == 1) {
-        logger->print("\t%s:\tuse:%u %cB\tfree:%u %cB\n", l, (unsigned)(mi.uordblks / divisor), u,
+        logger->print("\t%s:\tuse:%u %sB\tfree:%u %sB\n", l, (unsigned)(mi.uordblks / divisor), u,
                       (unsigned)(mi.fordblks / divisor), u);
     } else if (mode == 2) {
         logger->print(
-            "%s:  arena:%d %cB, ordblks:%d %cB, smblks:%d %cB, hblks:%d %cB, hblkhd:%d %cB, "
-            "usmblks:%d %cB, fsmblks:%d %cB, uordblks:%d %cB, fordblks:%d %cB, keepcost:%d %cB\n",
+            "%s:  arena:%d %sB, ordblks:%d %sB, smblks:%d %sB, hblks:%d %sB, hblkhd:%d %sB, "
+            "usmblks:%d %sB, fsmblks:%d %sB, uordblks:%d %sB, fordblks:%d %sB, keepcost:%d %sB\n",
             l, (int)(mi.arena / divisor), u, (int)(mi.ordblks / divisor), u,
             (int)(mi.smblks / divisor), u, (int)(mi.hblks / divisor), u, (int)(mi.hblkhd / divisor),
             u, (int)(mi.usmblks / divisor), u, (int)(mi.fsmblks / divisor), u,

@@ -73,7 +73,8 @@ bool Logger::add(std::string path, int type, std::string mode) {
     if (type == 0) {
         FILE* fp = fopen(path.c_str(), append ? "a" : "w");
         if (!fp) {
-            printf("\n*** Logger: Cannot open file %s in \"%s\" mode.\n", path.c_str(), mode.c_str());
+            printf("\n*** Logger: Cannot open file %s in \"%s\" mode.\n", path.c_str(),
+                   mode.c_str());
             fflush(stdout);
             return false;
         }
@@ -85,7 +86,8 @@ bool Logger::add(std::string path, int type, std::string mode) {
     }
     if (type == 1) {
         std::filebuf* fb = new std::filebuf;
-        if (!fb->open(path, append ? std::ios::out | std::ios::app : std::ios::out | std::ios::trunc)) {
+        if (!fb->open(path,
+                      append ? std::ios::out | std::ios::app : std::ios::out | std::ios::trunc)) {
             delete fb;
             printf("\n*** Logger: Cannot open stream %s in \"%s\" mode.\n", path.c_str(),
                    mode.c_str());
@@ -156,7 +158,9 @@ int Logger::_print(const FILE_INFO& info, const char* text) {
 bool Logger::_vprint(bool auditOnly, const char* format, va_list args) {
     if (outputs.empty() && !buffering) return true;
     char text[PRINT_ROOM];
+    text[0] = 0;
     int n = vsnprintf(text, printLimit(), format, args);
+    if (n < 0) text[0] = 0;
     if (text[0]) lineEnded = text[strlen(text) - 1] == '\n';
     if (buffering) {
         buffer.append(text);

@@ -12,14 +12,30 @@ ThreadMutex::ThreadMutex() : initialized(false) {
             return;
         }
         switch (status) {
-            case EPERM: warn("Mutex initialization failed: EPERM.\n"); break;
-            case EAGAIN: warn("Mutex initialization failed: EAGAIN.\n"); break;
-            case ENOMEM: warn("Mutex initialization failed: ENOMEM.\n"); break;
-            case EBUSY: warn("Mutex initialization failed: EBUSY.\n"); break;
-            case EINVAL: warn("Mutex initialization failed: EINVAL.\n"); break;
-            case EDEADLK: warn("Mutex initialization failed: EDEADLK.\n"); break;
-            case ETIMEDOUT: warn("Mutex initialization failed: ETIMEDOUT.\n"); break;
-            default: warn("Mutex initialization failed: Other status %d.\n", status); break;
+            case EPERM:
+                warn("Mutex initialization failed: EPERM.\n");
+                break;
+            case EAGAIN:
+                warn("Mutex initialization failed: EAGAIN.\n");
+                break;
+            case ENOMEM:
+                warn("Mutex initialization failed: ENOMEM.\n");
+                break;
+            case EBUSY:
+                warn("Mutex initialization failed: EBUSY.\n");
+                break;
+            case EINVAL:
+                warn("Mutex initialization failed: EINVAL.\n");
+                break;
+            case EDEADLK:
+                warn("Mutex initialization failed: EDEADLK.\n");
+                break;
+            case ETIMEDOUT:
+                warn("Mutex initialization failed: ETIMEDOUT.\n");
+                break;
+            default:
+                warn("Mutex initialization failed: Other status %d.\n", status);
+                break;
         }
         millisleep(800);
     }

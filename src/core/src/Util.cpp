@@ -24,7 +24,8 @@ Logger* dieErrorLog = nullptr;
 namespace {
 
 const int MESSAGE_SIZE = 20000;
-const char* SUPPORT_LINE = "        Please report this error to your customer support representative.\n";
+const char* SUPPORT_LINE =
+    "        Please report this error to your customer support representative.\n";
 
 // Prints text to the error log, which gets no time stamp and starts on a line of its own.
 void printToErrorLog(const char* text) {
@@ -96,10 +97,11 @@ void safeAssert(const char* expression, const char* file, unsigned line, const c
     printStackTrace(nullptr);
     warn("Thread:  %d\n", (int)(uint32_t)(uintptr_t)pthread_self());
     const char* base = strrchr(file, '/');
-    warn("\nError:  An internal error has occurred in the computation.\n"
-         "             Assertion:  %s\n             Location: '%s'   [%s:%d]\n"
-         "        Please report this error to your customer support representative.\n",
-         expression, function, base ? base + 1 : file, (int)line);
+    warn(
+        "\nError:  An internal error has occurred in the computation.\n"
+        "             Assertion:  %s\n             Location: '%s'   [%s:%d]\n"
+        "        Please report this error to your customer support representative.\n",
+        expression, function, base ? base + 1 : file, (int)line);
     die("%c", 0);
 }
 

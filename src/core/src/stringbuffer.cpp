@@ -8,7 +8,8 @@
 
 namespace {
 
-const char* OUT_OF_MEMORY = "Error:  The computation ran out of memory and is unable to continue.\n";
+const char* OUT_OF_MEMORY =
+    "Error:  The computation ran out of memory and is unable to continue.\n";
 
 // A zeroed array of the given size.
 char* newArray(int size) {
@@ -23,7 +24,9 @@ char* newArray(int size) {
 
 }  // namespace
 
-stringbuffer::stringbuffer(int capacity, int increment) : sb(nullptr) { _init(capacity, increment); }
+stringbuffer::stringbuffer(int capacity, int increment) : sb(nullptr) {
+    _init(capacity, increment);
+}
 
 stringbuffer::stringbuffer(const char* text) : sb(nullptr) {
     int n = (int)strlen(text);
@@ -217,7 +220,7 @@ bool stringbuffer::getline(FILE* stream) {
 
 bool stringbuffer::getline(const char* text, char separator) {
     clear();
-    const char* end = strchr(text, separator);
+    const char* end = separator ? strchr(text, separator) : nullptr;
     int count = end ? (int)(end - text) + 1 : (int)strlen(text);
     append(text, count);
     return sb->length > 0;

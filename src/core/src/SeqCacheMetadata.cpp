@@ -1,0 +1,594 @@
+// The store's two state files: .SeqFileMetadata (one text line per read file)
+// and .SeqCacheMetadata (one binary record per read), their writer, their
+// reader in every form that older runs left behind, and the load path of
+// readAndUpdate.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "ByteUtil.h"
+#include "Context.h"
+#include "InputFile.h"
+#include "PairedEndInfo.h"
+#include "SeqCache.h"
+#include "SeqFile.h"
+#include "StringSet.h"
+#include "Util.h"
+
+namespace {
+
+const char* const READ_MSG = "Error:  Unable to read project state files.\n";
+const char* const FORMAT_MSG = "Error:  Invalid format of project state files.\n";
+const char* const VERSION_MSG = "Error:  Invalid version of project state files.\n";
+const char* const WRITE_MSG = "Error:  Cannot write project state files.\n";
+
+const int SCM_VERSION = 2;
+const uint32_t NO_SIZE = 0xFFFFFFFEu;
+
+// Reads a file through one large buffer and hands out contiguous byte runs.
+class BlockReader {
+public:
+    explicit BlockReader(int fd) : fd(fd), buffer(1 << 20) {}
+
+    // A pointer to the next n bytes, or null when the file ends before them.
+    const unsigned char* need(size_t n) {
+        if (end - pos < n && !fill(n)) return nullptr;
+        const unsigned char* p = buffer.data() + pos;
+        pos += n;
+        return p;
+    }
+    // Bytes of the file not yet handed out (buffered plus unread).
+    uint64_t remaining() const { return (end - pos) + fileLeft; }
+    void setFileLeft(uint64_t left) { fileLeft = left; }
+
+private:
+    bool fill(size_t n) {
+        size_t have = end - pos;
+        if (pos > 0) {
+            memmove(buffer.data(), buffer.data() + pos, have);
+            pos = 0;
+            end = have;
+        }
+        if (buffer.size() < n) buffer.resize(n);
+        while (end < n) {
+            ssize_t got = ::read(fd, buffer.data() + end, buffer.size() - end);
+            if (got <= 0) return false;
+            end += (size_t)got;
+            fileLeft = fileLeft > (uint64_t)got ? fileLeft - got : 0;
+        }
+        return true;
+    }
+
+    int fd;
+    std::vector<unsigned char> buffer;
+    size_t pos = 0;
+    size_t end = 0;
+    uint64_t fileLeft = 0;
+};
+
+// Buffered big-endian writer; a failed write is the assertion "n > 0".
+class BlockWriter {
+public:
+    explicit BlockWriter(FILE* fp) : fp(fp) { buffer.reserve(1 << 20); }
+    ~BlockWriter() { flush(); }
+
+    void u1(uint8_t v) { buffer.push_back((char)v); }
+    void u2(uint16_t v) {
+        u1((uint8_t)(v >> 8));
+        u1((uint8_t)v);
+    }
+    void u4(uint32_t v) {
+        u2((uint16_t)(v >> 16));
+        u2((uint16_t)v);
+    }
+    void u8(uint64_t v) {
+        u4((uint32_t)(v >> 32));
+        u4((uint32_t)v);
+    }
+    void bytes(const char* p, size_t n) {
+        buffer.insert(buffer.end(), p, p + n);
+        if (buffer.size() >= (1 << 20)) flush();
+    }
+    void flush() {
+        if (buffer.empty()) return;
+        size_t n = fwrite(buffer.data(), 1, buffer.size(), fp);
+        ASSERT(n > 0);
+        buffer.clear();
+    }
+
+private:
+    FILE* fp;
+    std::vector<char> buffer;
+};
+
+// Size of a file from its status; the file must open for reading.
+uint64_t statFileSize(const std::string& path) {
+    FILE* fp = fopen(path.c_str(), "rb");
+    if (!fp) {
+        die("Error: could not open %s\n", path.c_str());
+        return 0;
+    }
+    struct stat st;
+    uint64_t size = fstat(fileno(fp), &st) == 0 ? (uint64_t)st.st_size : 0;
+    fclose(fp);
+    return size;
+}
+
+// End of the read data of an SFF file: the index offset when the index lies
+// at the end of the file, else the whole size.
+uint64_t sffDataEnd(const std::string& path) {
+    FILE* fp = fopen(path.c_str(), "rb");
+    if (!fp) {
+        die("Error: could not open %s\n", path.c_str());
+        return 0;
+    }
+    struct stat st;
+    uint64_t size = fstat(fileno(fp), &st) == 0 ? (uint64_t)st.st_size : 0;
+    unsigned char header[31];
+    uint64_t result = size;
+    if (fread(header, 1, sizeof header, fp) == sizeof header) {
+        uint64_t index = getuint64(header + 8);
+        uint64_t len = getuint32(header + 16);
+        if (index != 0 && index + len + 8 >= size) result = index;
+    }
+    fclose(fp);
+    return result;
+}
+
+// True if the file looks like FASTA: a ">" line followed by base letters.
+bool looksLikeFasta(const std::string& path) {
+    FILE* fp = fopen(path.c_str(), "r");
+    if (!fp) return false;
+    char line[10000];
+    bool header = false, bases = false;
+    for (int n = 0; n < 500 && !bases && fgets(line, sizeof line, fp); n++) {
+        if (line[0] == '>') {
+            if (header) break;
+            header = true;
+        } else if (header) {
+            for (char* p = line; *p && !bases; p++) bases = strchr("ACGTNXacgtnx", *p) != nullptr;
+        }
+    }
+    fclose(fp);
+    return bases;
+}
+
+// True if the file looks like FASTQ: "@name", bases, "+", scores.
+bool looksLikeFastq(const std::string& path) {
+    FILE* fp = fopen(path.c_str(), "r");
+    if (!fp) return false;
+    char l1[10000], l2[10000], l3[10000];
+    bool ok = fgets(l1, sizeof l1, fp) && fgets(l2, sizeof l2, fp) && fgets(l3, sizeof l3, fp) &&
+              l1[0] == '@' && l3[0] == '+';
+    fclose(fp);
+    return ok;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Writing
+
+void SeqCache::write(bool writeFileList, bool writeReadList) {
+    if (writeFileList) writeSeqFileMetadata(context->seqFileMetadataPath);
+    if (writeReadList) writeSeqCacheMetadata(context->seqCacheMetadataPath);
+}
+
+void SeqCache::writeSeqFileMetadata(const std::string& path) {
+    FILE* fp = fopen(path.c_str(), "w");
+    if (!fp) {
+        die("%s", WRITE_MSG);
+        return;
+    }
+    fprintf(fp, "%d\n", refSetCount);
+    for (SeqFile* f : sfmList) {
+        // SFF files are named by their link in the sff directory, the rest by path.
+        const std::string& name = f->isSFFFile() ? f->fileName : f->path;
+        int qualFlag = (!f->isSFFFile() && f->inputFile && f->hasQual()) ? 1 : 0;
+        fprintf(fp, "%s\t%d\t%d\t%d\t%d\t%d\t%s\t%d\t%s\t%d\t%s\t%d\t%s\t%d\t%d\t%s\t%d\t%d\t%d\t%d\t%s\t%s\n",
+                name.c_str(), f->isSFFFile() ? 1 : 0, qualFlag, f->numFlows, f->bytesPerFlow,
+                f->numReads, uint64tos(f->numBases).c_str(), f->numLongReads,
+                uint64tos(f->numLongBases).c_str(), f->numShortReads,
+                uint64tos(f->numShortBases).c_str(), f->carriedCount1,
+                uint64tos(f->carriedBases1).c_str(), f->carriedCount2, f->carriedCount3,
+                uint64tos(f->carriedBases2).c_str(), f->maxSeqLength, f->numPairs,
+                f->carriedCount4, f->carriedCount5, uint64tos(f->fileSize).c_str(),
+                uint64tos(f->qualFileSize).c_str());
+    }
+    if (ferror(fp)) {
+        fclose(fp);
+        ASSERT(false);
+        return;
+    }
+    fclose(fp);
+}
+
+void SeqCache::writeSeqCacheMetadata(const std::string& path) {
+    FILE* fp = fopen(path.c_str(), "wb");
+    if (!fp) {
+        die("%s", WRITE_MSG);
+        return;
+    }
+    {
+        BlockWriter w(fp);
+        w.bytes(".scm", 4);
+        w.u4(SCM_VERSION);
+        w.u4((uint32_t)scmList.size());
+        int numNames = accnos ? accnos->size() : 0;
+        int n = (int)scmList.size();
+        for (int seqId = 0; seqId < n; seqId++) {
+            const SeqCacheMetadata& rec = scmList[seqId];
+            SeqFile* f = sfmList[rec.fileIndex];
+            bool qual = f->hasQualFile();
+            w.u2((uint16_t)rec.fileIndex);
+            w.u8(f->isSTSFile() ? 0 : f->getFileByteOffset(seqId));
+            w.u8(qual ? f->getQualByteOffset(seqId) : 0);
+            w.u4(f->isSTSFile() ? 0 : f->getFileByteSize(seqId));
+            w.u4(qual ? f->getQualByteSize(seqId) : 0);
+            w.u4(rec.length);
+            w.u2((uint16_t)rec.getClipPoint());
+            w.u1((uint8_t)rec.getFlags());
+            w.u1(seqId < (int)byteList.size() ? byteList[seqId] : 0);
+            const char* name = seqId < numNames ? getAccno(seqId) : "";
+            size_t len = strlen(name);
+            // The length byte keeps only the low 8 bits; all bytes are written.
+            w.u1((uint8_t)(len & 0xFF));
+            w.bytes(name, len);
+        }
+    }
+    fclose(fp);
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+
+InputFile* SeqCache::findInputFile(const std::string& name) {
+    for (InputFile* f : context->refFiles)
+        if (f->getProjectFilePath() == name) return f;
+    for (InputFile* f : context->readFiles)
+        if (f->getProjectFilePath() == name) return f;
+    return nullptr;
+}
+
+void SeqCache::readMetadata(const std::string& seqFileMetadataPath,
+                            const std::string& seqCacheMetadataPath, const std::string& sffDir,
+                            int setRefCount, bool reconcile) {
+    if (!readSeqFileMetadata(seqFileMetadataPath, sffDir, setRefCount, reconcile)) return;
+    readSeqCacheMetadata(seqCacheMetadataPath);
+}
+
+// Loads the file list; false when the load ends there (empty file, or a
+// changed reference set without reconciling).
+bool SeqCache::readSeqFileMetadata(const std::string& path, const std::string& sffDir,
+                                   int setRefCount, bool reconcile) {
+    FILE* fp = fopen(path.c_str(), "r");
+    if (!fp) {
+        die("%s", READ_MSG);
+        return false;
+    }
+    static char line[10000];
+    if (!fgets(line, sizeof line, fp)) {
+        fclose(fp);
+        return false;
+    }
+    int readRefCount;
+    if (sscanf(line, "%d", &readRefCount) != 1) {
+        fclose(fp);
+        die("%s", FORMAT_MSG);
+        return false;
+    }
+    if (readRefCount < setRefCount) {
+        if (!reconcile) {
+            fclose(fp);
+            context->refSetChanged = true;
+            return false;
+        }
+        needsRebuild = true;
+    }
+    if (reconcile) refSetCount = readRefCount;
+
+    std::vector<SeqFile*> files;
+    while (fgets(line, sizeof line, fp)) {
+        char* tab = strchr(line, '\t');
+        if (!tab) {
+            fclose(fp);
+            die("%s", FORMAT_MSG);
+            return false;
+        }
+        int sffFileFlag = 0, qualFileFlag = 0, numFlows = 0, bytesPerFlow = 0, numReads = 0;
+        int numLongReads = 0, numShortReads = 0, carriedCount1 = 0, carriedCount2 = 0;
+        int carriedCount3 = 0, maxSeqLength = 0, numPairs = 0, carriedCount4 = 0;
+        int carriedCount5 = 0;
+        char numBases[64] = "0", numLongBases[64] = "0", numShortBases[64] = "0";
+        char carriedBases1[64] = "0", carriedBases2[64] = "0", fileSize[64] = "0";
+        char qualFileSize[64] = "0";
+        int count = sscanf(tab + 1,
+                           "%d\t%d\t%d\t%d\t%d\t%63s\t%d\t%63s\t%d\t%63s\t%d\t%63s\t%d\t%d\t%63s\t%"
+                           "d\t%d\t%d\t%d\t%63s\t%63s",
+                           &sffFileFlag, &qualFileFlag, &numFlows, &bytesPerFlow, &numReads,
+                           numBases, &numLongReads, numLongBases, &numShortReads, numShortBases,
+                           &carriedCount1, carriedBases1, &carriedCount2, &carriedCount3,
+                           carriedBases2, &maxSeqLength, &numPairs, &carriedCount4,
+                           &carriedCount5, fileSize, qualFileSize);
+        if (count == EOF) {
+            fclose(fp);
+            die("%s", FORMAT_MSG);
+            return false;
+        }
+        uint64_t vNumBases = str2uint64(numBases), vNumLongBases = str2uint64(numLongBases);
+        uint64_t vNumShortBases = str2uint64(numShortBases);
+        uint64_t vCarriedBases1 = str2uint64(carriedBases1);
+        uint64_t vCarriedBases2 = str2uint64(carriedBases2);
+        uint64_t vFileSize = str2uint64(fileSize), vQualFileSize = str2uint64(qualFileSize);
+
+        // Older forms of the line: each form clears also what the longer ones clear.
+        if (count != 10 && count != 11 && count != 13 && count != 17 && count != 19 &&
+            count != 21) {
+            fclose(fp);
+            die("%s", FORMAT_MSG);
+            return false;
+        }
+        if (count <= 10) {
+            noQualFormat = true;
+            qualFileFlag = 0;
+        }
+        if (count <= 11) numLongReads = 0, vNumLongBases = 0;
+        if (count <= 13) numShortReads = 0, vNumShortBases = 0, carriedCount3 = 0, vCarriedBases2 = 0;
+        if (count <= 17) carriedCount4 = 0, carriedCount5 = 0;
+        if (count <= 19) vFileSize = 0, vQualFileSize = 0;
+
+        *tab = 0;
+        std::string name = line;
+        if (sffFileFlag > 0) name = sffDir + "/" + name;
+
+        InputFile* inFile = findInputFile(name);
+        if (!inFile) {
+            InputFile::FileType type;
+            if (sffFileFlag > 0) {
+                type = InputFile::SFF_FILE;
+            } else if (looksLikeFasta(name)) {
+                type = InputFile::FASTA_FILE;
+            } else if (looksLikeFastq(name)) {
+                type = InputFile::FASTQ_FILE;
+            } else {
+                fclose(fp);
+                ASSERT(false);
+                return false;
+            }
+            inFile = new InputFile(name, type, true);
+        }
+        ASSERT(inFile->isSFFFile() == (sffFileFlag > 0));
+        ASSERT(noQualFormat || (!noQualFormat && inFile->hasQual() == (qualFileFlag > 0)));
+
+        if (inFile->isSFFFile()) {
+            int headerLength = 0;
+            std::string flowOrder, key;
+            if (InputFile::readSFFHeaderInfo(name, headerLength, flowOrder, key) &&
+                !flowOrder.empty())
+                inFile->setFlowOrder(flowOrder.c_str(), (int)flowOrder.size());
+        }
+
+        SeqFile* f = new SeqFile(inFile, context, 0, rescoreFlag);
+        if (inFile->isPairedEnd && inFile->isSFFFile()) {
+            std::string lib = inFile->library.empty() ? inFile->displayName : inFile->library;
+            int id = pairInfo->addLibrary(lib, (int)LibraryType::SFF);
+            pairInfo->libraries[id].numPairs += numPairs;
+            int parent = pairInfo->libraries[id].otherLibraryId;
+            if (parent >= 0) pairInfo->libraries[parent].numPairs += numPairs;
+            f->libraryId = id;
+        } else if (inFile->isPairedEnd && inFile->isFastqFile()) {
+            std::string lib =
+                inFile->library.empty() ? inFile->displayName2LibName() : inFile->library;
+            f->libraryId = pairInfo->addLibrary(lib, (int)LibraryType::IllPairedEnd);
+        }
+
+        f->sffFileFlag = sffFileFlag;
+        f->qualFileFlag = qualFileFlag;
+        f->numFlows = numFlows;
+        f->bytesPerFlow = bytesPerFlow;
+        f->numReads = numReads;
+        f->numBases = vNumBases;
+        f->numLongReads = numLongReads;
+        f->numLongBases = vNumLongBases;
+        f->numShortReads = numShortReads;
+        f->numShortBases = vNumShortBases;
+        f->carriedCount1 = carriedCount1;
+        f->carriedBases1 = vCarriedBases1;
+        f->carriedCount2 = carriedCount2;
+        f->carriedCount3 = carriedCount3;
+        f->carriedBases2 = vCarriedBases2;
+        f->maxSeqLength = std::max(f->maxSeqLength, maxSeqLength);
+        f->numPairs = numPairs;
+        f->carriedCount4 = carriedCount4;
+        f->carriedCount5 = carriedCount5;
+        f->fileSize = vFileSize;
+        f->qualFileSize = vQualFileSize;
+
+        if (f->fileSize == 0) f->fileSize = f->isSFFFile() ? sffDataEnd(name) : statFileSize(name);
+        if (f->qualFileSize == 0 && inFile->hasQual() && inFile->isFastaFile() &&
+            inFile->hasQualFile())
+            f->qualFileSize = statFileSize(inFile->getQualPath());
+        files.push_back(f);
+    }
+    fclose(fp);
+    sfmList.insert(sfmList.end(), files.begin(), files.end());
+    numFilesRead = (int)sfmList.size();
+    return !sfmList.empty();
+}
+
+void SeqCache::readSeqCacheMetadata(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) {
+        die("%s", READ_MSG);
+        return;
+    }
+    struct stat st;
+    BlockReader rd(fd);
+    rd.setFileLeft(fstat(fd, &st) == 0 ? (uint64_t)st.st_size : 0);
+    const unsigned char* p = rd.need(4);
+    if (!p) {
+        close(fd);
+        return;
+    }
+    int version = 0;
+    uint32_t count;
+    if (memcmp(p, ".scm", 4) == 0) {
+        p = rd.need(8);
+        if (!p) {
+            close(fd);
+            die("%s", FORMAT_MSG);
+            return;
+        }
+        uint32_t v = getuint32(p);
+        count = getuint32(p + 4);
+        if (v == 0 || v > 2) {
+            close(fd);
+            die("%s", VERSION_MSG);
+            return;
+        }
+        version = (int)v;
+    } else {
+        count = getuint32(p);
+    }
+    scmVersion = version;
+    bool qualFields = !noQualFormat;
+    size_t fixedSize = 19 + (version == 0 ? 2 : 0) + (qualFields ? 8 : 0) +
+                       (version >= 2 ? (qualFields ? 8 : 4) : 0);
+    // A count that the file cannot hold is a record cut short: fail before
+    // sizing the lists for it.
+    if (count > 0x7FFFFFFFu || (uint64_t)count * fixedSize > rd.remaining()) {
+        close(fd);
+        die("%s", FORMAT_MSG);
+        return;
+    }
+
+    int base = (int)scmList.size();
+    scmList.resize(base + count);
+    byteList.resize(base + count);
+    uint32_t prevFileIndex = 0;
+    SeqFile* f = sfmList.empty() ? nullptr : sfmList[0];
+    bool hasQualFile = f && f->hasQualFile();
+    const std::string* prefix = f && f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
+    auto recIt = scmList.begin() + base;
+    auto byteIt = byteList.begin() + base;
+    for (uint32_t r = 0; r < count; r++, ++recIt, ++byteIt) {
+        int seqId = base + (int)r;
+        p = rd.need(fixedSize);
+        if (!p) {
+            close(fd);
+            die("%s", FORMAT_MSG);
+            return;
+        }
+        uint32_t fileIndex;
+        if (version == 0) {
+            fileIndex = getuint32(p);
+            p += 4;
+        } else {
+            fileIndex = getuint16(p);
+            p += 2;
+        }
+        uint64_t fileOffset = getuint64(p);
+        p += 8;
+        uint64_t qualOffset = 0;
+        if (qualFields) {
+            qualOffset = getuint64(p);
+            p += 8;
+        }
+        uint32_t fileByteSize = NO_SIZE, qualByteSize = NO_SIZE;
+        if (version >= 2) {
+            fileByteSize = getuint32(p);
+            p += 4;
+            if (qualFields) {
+                qualByteSize = getuint32(p);
+                p += 4;
+            }
+        }
+        uint32_t length = getuint32(p);
+        int clipField = getuint16(p + 4);
+        int flags = p[6];
+        uint8_t status = p[7];
+        int accnoLength = p[8];
+
+        if (fileIndex >= sfmList.size()) {
+            close(fd);
+            die("%s", FORMAT_MSG);
+            return;
+        }
+        if (fileIndex != prevFileIndex) {
+            prevFileIndex = fileIndex;
+            f = sfmList[fileIndex];
+            f->firstSeqId = seqId;
+            hasQualFile = f->hasQualFile();
+            prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
+        }
+        recIt->fileIndex = fileIndex;
+        f->addFileOffset(fileOffset);
+        if (qualFields && hasQualFile) f->addQualOffset(qualOffset);
+        f->addFileByteSize(fileByteSize);
+        if (qualFields && hasQualFile) f->addQualByteSize(qualByteSize);
+
+        recIt->length = length;
+        int64_t clip = version == 0 ? (int64_t)clipField - (int64_t)length + 1 : clipField;
+        if (clip < 0) {
+            close(fd);
+            die("%s", FORMAT_MSG);
+            return;
+        }
+        int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
+        ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
+        recIt->clipWord = ((uint32_t)clipPt << 18) | (uint32_t)flags;
+        *byteIt = status;
+
+        if (accnoLength > 0) {
+            const unsigned char* name = rd.need(accnoLength);
+            if (!name) {
+                close(fd);
+                die("%s", FORMAT_MSG);
+                return;
+            }
+            // Names that carry the file's prefix are stored marked, without it.
+            const char* text = (const char*)name;
+            if (prefix && !prefix->empty() && accnoLength >= (int)prefix->size() &&
+                memcmp(text, prefix->data(), prefix->size()) == 0)
+                accnos->put(seqId, text + prefix->size(), accnoLength - (int)prefix->size(),
+                            true);
+            else
+                accnos->put(seqId, text, accnoLength, false);
+        }
+        if (flags & SCM_COUNTED) numFlaggedReads++;
+    }
+    close(fd);
+    totalReads = (int)scmList.size();
+}
+
+bool SeqCache::readAndUpdate(ChordMatrix* matrix, bool loadOnly, bool reconcile) {
+    (void)matrix;
+    readMetadata(context->seqFileMetadataPath, context->seqCacheMetadataPath,
+                 context->sffDirectory, context->declaredRefCount, reconcile);
+    if (reconcile) {
+        if (!needsRebuild) {
+            size_t numFiles = context->refFiles.size() + context->readFiles.size();
+            for (InputFile* f : context->readFiles)
+                if (f->removeFlag) needsRebuild = true;
+            if (numFiles != sfmList.size()) {
+                needsRebuild = true;
+            } else {
+                size_t i = 0;
+                for (InputFile* f : context->refFiles)
+                    if (sfmList[i++]->path != f->getProjectFilePath()) needsRebuild = true;
+                for (InputFile* f : context->readFiles)
+                    if (sfmList[i++]->path != f->getProjectFilePath()) needsRebuild = true;
+            }
+        }
+    } else {
+        refSetCount = context->declaredRefCount;
+    }
+    if (loadOnly) return false;
+    die("Error:  Scanning new read files is not supported yet.\n");
+    return false;
+}

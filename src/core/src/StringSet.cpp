@@ -1,0 +1,43 @@
+// Paged storage of many short strings.
+#include "StringSet.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "Util.h"
+
+StringSet::StringSet() : pageFill(0), pageSize(0), defaultPageSize(65535) { pages.reserve(1000); }
+
+StringSet::~StringSet() {
+    for (char* page : pages) safeFree(page);
+}
+
+void StringSet::put(int index, const char* chars, int n, bool marked) {
+    ASSERT(index >= 0 && n >= 0);
+    int need = n + (marked ? 1 : 0);
+    if (pages.empty() || pageFill + need + 1 > pageSize) {
+        // A new page; the old one keeps its strings, and its unused end is lost.
+        int size = std::max(need + 1, defaultPageSize);
+        ASSERT(pages.size() < NO_PAGE);
+        pages.push_back((char*)safeMalloc(size));
+        pageSize = size;
+        pageFill = 0;
+    }
+    if ((int)pageIds.size() <= index) {
+        pageIds.resize(index + 1, NO_PAGE);
+        offsets.resize(index + 1, NO_OFFSET);
+    }
+    pageIds[index] = (uint32_t)(pages.size() - 1);
+    offsets[index] = (uint16_t)pageFill;
+    char* dest = pages.back() + pageFill;
+    if (marked) *dest++ = 1;
+    if (n > 0) memcpy(dest, chars, n);
+    dest[n] = 0;
+    pageFill += need + 1;
+}
+
+const char* StringSet::get(int i) const {
+    ASSERT(i >= 0 && i < (int)pageIds.size());
+    if (pageIds[i] == NO_PAGE) return nullptr;
+    return pages[pageIds[i]] + offsets[i];
+}
