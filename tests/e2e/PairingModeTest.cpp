@@ -26,8 +26,9 @@ protected:
         ASSERT_EQ(before.size(), after.size());
         for (size_t i = 0; i < before.size(); i++) {
             EXPECT_EQ(before[i].first, after[i].first);
-            if (before[i].first != "/proj/mapping/ZeqMappingProject.xml")
+            if (before[i].first != "/proj/mapping/ZeqMappingProject.xml") {
                 EXPECT_EQ(before[i].second, after[i].second) << before[i].first;
+            }
         }
     }
 

@@ -29,6 +29,12 @@ protected:
         dateCreated = elementValue(readFile(sample.xmlPath), "dateCreated");
     }
     void moveRuns() { fs::rename(sample.runs, moved); }
+    // Loading the store rereads each SFF header through the project's link, and
+    // says so for each link whose file has gone.
+    std::string unreadableLinks() {
+        return "Error: Unable to open SFF file:  " + sample.proj + "/sff/A.sff\n"
+               "Error: Unable to open SFF file:  " + sample.proj + "/sff/B.sff\n";
+    }
 
     TempDir dir;
     SampleProject sample;
@@ -66,7 +72,7 @@ TEST_F(RelinkModeTest, MovesLinksProjectFileAndListsTheNewPlace) {
     // Trailing slashes on both arguments are stripped before matching.
     RunResult r = runReadfix({"-relink", "-verbose", sample.proj, sample.runs + "/", moved + "//"});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ("    Read file:  " + sample.runs + "/A.sff (file not found)\n"
+    EXPECT_EQ(unreadableLinks() + "    Read file:  " + sample.runs + "/A.sff (file not found)\n"
               "  changing to:  " + moved + "/A.sff\n"
               "    Read file:  " + sample.runs + "/B.sff (file not found)\n"
               "  changing to:  " + moved + "/B.sff\n"
@@ -104,7 +110,7 @@ TEST_F(RelinkModeTest, DryRunChangesNothing) {
     auto before = snapshot(dir.path());
     RunResult r = runReadfix({"-relink", "-verbose", "-verbose", sample.proj, sample.runs, moved});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ("Changing project state info:\n"
+    EXPECT_EQ(unreadableLinks() + "Changing project state info:\n"
               "    Read file:  " + sample.runs + "/A.sff (file not found)\n"
               "  changing to:  " + moved + "/A.sff\n"
               "    Read file:  " + sample.runs + "/B.sff (file not found)\n"
@@ -134,7 +140,7 @@ TEST_F(RelinkModeTest, MissingDestinationFileIsSkipped) {
     // With one -verbose the skip is silent.
     r = runReadfix({"-relink", sample.proj, sample.runs, moved});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ("Total of 1 read file successfully changed.\n", r.err);
+    EXPECT_EQ(unreadableLinks() + "Total of 1 read file successfully changed.\n", r.err);
     EXPECT_EQ(moved + "/A.sff", linkTarget(sample.proj + "/sff/A.sff"));
     EXPECT_EQ(sample.runs + "/B.sff", linkTarget(sample.proj + "/sff/B.sff"));
 }

@@ -60,7 +60,7 @@ TEST(UtilTest, DieReturnsOnceExitHasBegun) {
 }
 
 TEST(UtilTest, FatalPrintsStackThenMessageAndSupportLine) {
-    std::string pattern = std::string("^\nCall Stack:\n(   [0-9]+:  [^\n]*\n)+   1:  [^\n]*\n\n") +
+    std::string pattern = std::string("^\n\nCall Stack:\n(   [0-9]+:  [^\n]*\n)+   1:  [^\n]*\n\n") +
                           "Error:  boom 5\n" + SUPPORT + "$";
     EXPECT_EXIT(fatal("Error:  boom %d\n", 5), ExitedWithCode(255), pattern);
 }

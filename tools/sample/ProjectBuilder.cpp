@@ -174,12 +174,25 @@ void ProjectBuilder::write() {
             indexSff(data, seqFile, reads);
         else
             indexText(data, f.type == 2, seqFile, reads);
+        std::vector<IndexedRead> quals;
+        if (inFile->hasQualFile()) {
+            SeqFile qualIndex(inFile, &context, 0, false);
+            indexText(readAll(inFile->getQualPath()), false, &qualIndex, quals);
+            seqFile->qualFileSize = qualIndex.fileSize;
+            if (quals.size() != reads.size())
+                throw std::runtime_error("quality file does not match " + f.path);
+        }
         seqFile->sffFileFlag = f.type == 0 ? 1 : 0;
-        seqFile->qualFileFlag = inFile->hasQual ? 1 : 0;
-        for (const IndexedRead& read : reads) {
+        seqFile->qualFileFlag = inFile->hasQual() ? 1 : 0;
+        for (size_t r = 0; r < reads.size(); r++) {
+            const IndexedRead& read = reads[r];
             int seqId = cache.getNumReads();
             seqFile->addFileOffset(read.offset);
             seqFile->addFileByteSize(read.size);
+            if (!quals.empty()) {
+                seqFile->addQualOffset(quals[r].offset);
+                seqFile->addQualByteSize(quals[r].size);
+            }
             SeqCacheMetadata record;
             record.length = read.length;
             record.fileIndex = fileIndex;

@@ -1,5 +1,6 @@
 #include "SffWriter.h"
 
+#include <cstdint>
 #include <cstdio>
 
 #include "Util.h"
@@ -85,95 +86,117 @@ void SffWriter::pad8(std::string& out) {
     while (out.size() % 8 != 0) out += '\0';
 }
 
-std::string SffWriter::build() {
+void SffWriter::layout() {
     const size_t nf = flowChars.size();
-    std::string out;
-    out.reserve(64 + nf + reads.size() * entryLength(16, 300, nf));
-
-    // Common header; the index offset and length are patched in at the end.
-    out += ".sff";
-    out += std::string("\0\0\0\1", 4);
-    put64(out, 0);
-    put32(out, 0);
-    put32(out, (uint32_t)reads.size());
-    size_t headerLengthAt = out.size();
-    put16(out, 0);
-    put16(out, (uint16_t)key.size());
-    put16(out, (uint16_t)nf);
-    out += '\1';  // flowgram format code
-    out += flowChars;
-    out += key;
-    pad8(out);
-    headerLength = (uint16_t)out.size();
-    out[headerLengthAt] = (char)(headerLength >> 8);
-    out[headerLengthAt + 1] = (char)(headerLength & 0xFF);
-
+    size_t header = (31 + nf + key.size() + 7) & ~(size_t)7;
+    headerLength = (uint16_t)header;
     offsets.clear();
     entrySizes.clear();
     indexOffset = 0;
     indexLength = 0;
-    int middle = indexAfterRead >= 0 ? indexAfterRead : (int)reads.size() / 2 - 1;
-    if (indexPlace == SffIndexPlace::MIDDLE && middle < 0) middle = -1;
-
-    // The index block: each read's offset, big-endian, padded to 8. The offsets
-    // are only known once the reads are laid out, so it is patched in afterwards.
-    size_t indexBytes = reads.size() * 4;
-    indexBytes = (indexBytes + 7) & ~(size_t)7;
-    if (indexBytes == 0) indexBytes = 8;
-    auto placeIndex = [&]() {
-        indexOffset = out.size();
-        indexLength = (uint32_t)indexBytes;
-        out.append(indexBytes, '\0');
-    };
-    if (indexPlace == SffIndexPlace::MIDDLE && middle == -1) placeIndex();
-
-    for (size_t r = 0; r < reads.size(); r++) {
-        const SffEntry& e = reads[r];
-        size_t start = out.size();
-        offsets.push_back(start);
-        size_t nb = e.bases.size();
-        size_t entryHeader = (16 + e.name.size() + 7) & ~(size_t)7;
-        put16(out, (uint16_t)entryHeader);
-        put16(out, (uint16_t)e.name.size());
-        put32(out, (uint32_t)nb);
-        put16(out, e.clipQualLeft);
-        put16(out, e.clipQualRight);
-        put16(out, e.clipAdapterLeft);
-        put16(out, e.clipAdapterRight);
-        out += e.name;
-        pad8(out);
-        for (size_t f = 0; f < nf; f++) put16(out, f < e.flows.size() ? e.flows[f] : 0);
-        for (size_t i = 0; i < nb; i++) out += (char)(i < e.flowIndex.size() ? e.flowIndex[i] : 0);
-        out += e.bases;
-        for (size_t i = 0; i < nb; i++) out += (char)(i < e.quals.size() ? e.quals[i] : 30);
-        pad8(out);
-        entrySizes.push_back((uint32_t)(out.size() - start));
-        if (indexPlace == SffIndexPlace::MIDDLE && (int)r == middle) placeIndex();
-    }
-    if (indexPlace == SffIndexPlace::END) placeIndex();
-
     if (indexPlace != SffIndexPlace::NONE) {
-        for (size_t r = 0; r < offsets.size(); r++) {
-            uint32_t v = (uint32_t)offsets[r];
-            size_t at = indexOffset + 4 * r;
-            out[at] = (char)(v >> 24);
-            out[at + 1] = (char)(v >> 16);
-            out[at + 2] = (char)(v >> 8);
-            out[at + 3] = (char)v;
-        }
-        std::string fields;
-        put64(fields, indexOffset);
-        put32(fields, indexLength);
-        out.replace(8, 12, fields);
+        // The index block: each read's offset, big-endian, padded to 8.
+        size_t bytes = (reads.size() * 4 + 7) & ~(size_t)7;
+        indexLength = (uint32_t)(bytes == 0 ? 8 : bytes);
     }
-    return out;
+    int middle = indexAfterRead >= 0 ? indexAfterRead : (int)reads.size() / 2 - 1;
+    uint64_t at = header;
+    if (indexPlace == SffIndexPlace::MIDDLE && middle < 0) {
+        indexOffset = at;
+        at += indexLength;
+    }
+    for (size_t r = 0; r < reads.size(); r++) {
+        uint32_t size = entryLength(reads[r].name.size(), reads[r].bases.size(), nf);
+        offsets.push_back(at);
+        entrySizes.push_back(size);
+        at += size;
+        if (indexPlace == SffIndexPlace::MIDDLE && (int)r == middle) {
+            indexOffset = at;
+            at += indexLength;
+        }
+    }
+    if (indexPlace == SffIndexPlace::END ||
+        (indexPlace == SffIndexPlace::MIDDLE && indexOffset == 0)) {
+        indexOffset = at;
+    }
+}
+
+void SffWriter::appendHeader(std::string& out) const {
+    out += ".sff";
+    out += std::string("\0\0\0\1", 4);
+    put64(out, indexOffset);
+    put32(out, indexLength);
+    put32(out, (uint32_t)reads.size());
+    put16(out, headerLength);
+    put16(out, (uint16_t)key.size());
+    put16(out, (uint16_t)flowChars.size());
+    out += '\1';  // flowgram format code
+    out += flowChars;
+    out += key;
+    pad8(out);
+}
+
+void SffWriter::appendEntry(std::string& out, const SffEntry& e) const {
+    const size_t nf = flowChars.size();
+    const size_t nb = e.bases.size();
+    put16(out, (uint16_t)((16 + e.name.size() + 7) & ~(size_t)7));
+    put16(out, (uint16_t)e.name.size());
+    put32(out, (uint32_t)nb);
+    put16(out, e.clipQualLeft);
+    put16(out, e.clipQualRight);
+    put16(out, e.clipAdapterLeft);
+    put16(out, e.clipAdapterRight);
+    out += e.name;
+    pad8(out);
+    for (size_t f = 0; f < nf; f++) put16(out, f < e.flows.size() ? e.flows[f] : 0);
+    for (size_t i = 0; i < nb; i++) out += (char)(i < e.flowIndex.size() ? e.flowIndex[i] : 0);
+    out += e.bases;
+    for (size_t i = 0; i < nb; i++) out += (char)(i < e.quals.size() ? e.quals[i] : 30);
+    pad8(out);
+}
+
+void SffWriter::appendIndex(std::string& out) const {
+    size_t start = out.size();
+    for (uint64_t o : offsets) put32(out, (uint32_t)o);
+    out.resize(start + indexLength, '\0');
+}
+
+bool SffWriter::emit(const std::function<bool(std::string&)>& sink) {
+    layout();
+    std::string out;
+    appendHeader(out);
+    bool indexDone = indexPlace == SffIndexPlace::NONE;
+    for (size_t r = 0; r <= reads.size(); r++) {
+        uint64_t at = r < reads.size() ? offsets[r] : UINT64_MAX;
+        // The index goes where the layout put it: before this read, or at the end.
+        if (!indexDone && (indexOffset < at || r == reads.size())) {
+            appendIndex(out);
+            indexDone = true;
+        }
+        if (r < reads.size()) appendEntry(out, reads[r]);
+        if (out.size() >= (1 << 20) && !sink(out)) return false;
+    }
+    return sink(out);
+}
+
+std::string SffWriter::build() {
+    std::string image;
+    emit([&](std::string& chunk) {
+        image += chunk;
+        chunk.clear();
+        return true;
+    });
+    return image;
 }
 
 bool SffWriter::write(const std::string& path) {
-    std::string image = build();
     FILE* fp = fopen(path.c_str(), "wb");
     if (!fp) return false;
-    bool ok = fwrite(image.data(), 1, image.size(), fp) == image.size();
+    bool ok = emit([&](std::string& chunk) {
+        bool done = fwrite(chunk.data(), 1, chunk.size(), fp) == chunk.size();
+        chunk.clear();
+        return done;
+    });
     if (fclose(fp) != 0) ok = false;
     return ok;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,8 +52,11 @@ public:
 
     // The whole file image; fills offsets, entrySizes and the index figures.
     std::string build();
-    // Writes the file image to path; false if the file can't be written.
+    // Writes the file to path, entry by entry (the image is never held whole);
+    // fills the same figures. False if the file can't be written.
     bool write(const std::string& path);
+    // Computes headerLength, offsets, entrySizes and the index place from the reads.
+    void layout();
 
     // Fills read.flows and read.flowIndex from its bases under the given flow order.
     // Returns false if the bases need more flows than there are.
@@ -66,4 +70,11 @@ public:
     static void put64(std::string& out, uint64_t v);
     // Zero bytes up to a multiple of 8.
     static void pad8(std::string& out);
+
+private:
+    void appendHeader(std::string& out) const;
+    void appendEntry(std::string& out, const SffEntry& e) const;
+    void appendIndex(std::string& out) const;
+    // Lays the file out and hands it to sink in chunks; false if sink fails.
+    bool emit(const std::function<bool(std::string&)>& sink);
 };

@@ -14,13 +14,13 @@ class CompressedDNASet {
 public:
     enum CacheMode { DISK_WRITE = 0, DISK_READ = 1, MEMORY = 2 };
 
-    static const int CHUNK_SIZE = 0x10000;
-    static const int MAX_CHUNKS = 10000000;
-    static const int SECTION_SIZE = 1000;
-    static const int LQ_SCORE = 9;
-    static const int MQ_SCORE = 20;
-    static const int HQ_SCORE = 33;
-    static const uint32_t NO_CHUNK = 0xFFFFFFFE;
+    static constexpr int CHUNK_SIZE = 0x10000;
+    static constexpr int MAX_CHUNKS = 10000000;
+    static constexpr int SECTION_SIZE = 1000;
+    static constexpr int LQ_SCORE = 9;
+    static constexpr int MQ_SCORE = 20;
+    static constexpr int HQ_SCORE = 33;
+    static constexpr uint32_t NO_CHUNK = 0xFFFFFFFE;
 
     CompressedDNASet();
     ~CompressedDNASet();

@@ -9,10 +9,10 @@
 
 class CompressedSimpleDNA {
 public:
-    static const int HQ_THRESHOLD = 20;
-    static const int HQ_SCORE = 33;
-    static const int LQ_SCORE = 13;
-    static const int NQ_SCORE = 20;
+    static constexpr int HQ_THRESHOLD = 20;
+    static constexpr int HQ_SCORE = 33;
+    static constexpr int LQ_SCORE = 13;
+    static constexpr int NQ_SCORE = 20;
 
     CompressedSimpleDNA();
     ~CompressedSimpleDNA();

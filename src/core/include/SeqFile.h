@@ -35,17 +35,17 @@ struct STS_SEQ {
 class SeqFile {
 public:
     // Offsets up to this value go on the 32-bit lists, larger ones on the 64-bit lists.
-    static const uint64_t MAX_SMALL_OFFSET = 0xFFFFFFF3ULL;
+    static constexpr uint64_t MAX_SMALL_OFFSET = 0xFFFFFFF3ULL;
     // A stored byte size of this value means: derive it from the next offset.
-    static const uint32_t DERIVE_SIZE = 0xFFFFFFFEU;
+    static constexpr uint32_t DERIVE_SIZE = 0xFFFFFFFEU;
     // Sizes of the shared read-ahead cache and the decode buffers.
-    static const int LAST_FILENAME_SIZE = 10000;
-    static const int READ_BUF_SIZE = 100000;
-    static const int NAME_BUF_SIZE = 1000;
+    static constexpr int LAST_FILENAME_SIZE = 10000;
+    static constexpr int READ_BUF_SIZE = 100000;
+    static constexpr int NAME_BUF_SIZE = 1000;
     // Slots of the decode buffers: large enough for anything an entry that fits in
     // the read buffer can hold (2 bytes a flow, 3 bytes a base).
-    static const int FLOW_BUF_SLOTS = READ_BUF_SIZE / 2;
-    static const int BASE_BUF_SLOTS = READ_BUF_SIZE / 3 + 1;
+    static constexpr int FLOW_BUF_SLOTS = READ_BUF_SIZE / 2;
+    static constexpr int BASE_BUF_SLOTS = READ_BUF_SIZE / 3 + 1;
 
     // Counters carried by the file list of the store, in the order of its line.
     int sffFileFlag = 0;

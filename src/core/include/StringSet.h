@@ -8,8 +8,8 @@
 
 class StringSet {
 public:
-    static const uint32_t NO_PAGE = 0xFFFFFFFE;
-    static const uint16_t NO_OFFSET = 65535;
+    static constexpr uint32_t NO_PAGE = 0xFFFFFFFE;
+    static constexpr uint16_t NO_OFFSET = 65535;
 
     StringSet();
     ~StringSet();

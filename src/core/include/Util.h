@@ -2,7 +2,6 @@
 // every unit of the core.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,7 +12,7 @@ class Logger;
 
 // Set by the first entry to safeExit; from then on die and fatal return at once
 // and a second safeExit does nothing.
-extern std::atomic<bool> atexitFlag;
+extern bool atexitFlag;
 // When set, warn, die and fatal write to this logger instead of stderr.
 extern Logger* dieErrorLog;
 

@@ -4,8 +4,6 @@
 
 #include <pthread.h>
 
-#include <atomic>
-
 #include "ThreadMutex.h"
 
 template <class T>
@@ -15,7 +13,7 @@ public:
         pthread_t threadId;
         bool fresh;
         T value;
-        std::atomic<Node*> next;
+        Node* next;
     };
 
     threadstatic() : head(nullptr) {}
@@ -26,7 +24,8 @@ public:
 
     // The calling thread's instance, made on first use with fresh set; later
     // calls clear fresh. Finding an existing instance takes no lock: appending
-    // only fills a null next pointer, so a reader always sees a whole list.
+    // only fills a null next pointer (with release order), so a reader always
+    // sees a whole list.
     T& operator*() {
         Node* node = find();
         if (node) {
@@ -43,25 +42,25 @@ public:
         return node ? node->fresh : true;
     }
 
-    std::atomic<Node*> head;
+    Node* head;
     ThreadMutex lock;
 
 private:
     Node* find() {
         pthread_t self = pthread_self();
-        for (Node* n = head.load(std::memory_order_acquire); n;
-             n = n->next.load(std::memory_order_acquire)) {
+        for (Node* n = __atomic_load_n(&head, __ATOMIC_ACQUIRE); n;
+             n = __atomic_load_n(&n->next, __ATOMIC_ACQUIRE)) {
             if (pthread_equal(n->threadId, self)) return n;
         }
         return nullptr;
     }
 
     Node* append() {
-        Node* node = new Node{pthread_self(), true, T(), {nullptr}};
+        Node* node = new Node{pthread_self(), true, T(), nullptr};
         ThreadMutexGuard guard(lock);
-        std::atomic<Node*>* slot = &head;
-        while (Node* n = slot->load(std::memory_order_acquire)) slot = &n->next;
-        slot->store(node, std::memory_order_release);
+        Node** slot = &head;
+        while (Node* n = __atomic_load_n(slot, __ATOMIC_ACQUIRE)) slot = &n->next;
+        __atomic_store_n(slot, node, __ATOMIC_RELEASE);
         return node;
     }
 };

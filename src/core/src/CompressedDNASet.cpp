@@ -150,8 +150,9 @@ void CompressedDNASet::setCacheMode(CacheMode mode) {
 }
 
 void CompressedDNASet::writeIndex() {
-    ASSERT((int)sectionByteOffsets.size() ==
-           numCacheSeqs / SECTION_SIZE + (numCacheSeqs % SECTION_SIZE ? 2 : 1));
+    // clang-format off
+    ASSERT((int) sectionByteOffsets.size() == numCacheSeqs / SECTION_SIZE + (numCacheSeqs % SECTION_SIZE ? 2 : 1));
+    // clang-format on
     std::string path = indexPath();
     FILE* fp = fopen(path.c_str(), "w");
     if (fp == nullptr) die("Error:  Unable to open file:  %s\n", path.c_str());
@@ -185,8 +186,9 @@ void CompressedDNASet::readIndex() {
     }
     fclose(fp);
     if (!valid) die("Error:  Invalid SeqBases index file:  %s\n", path.c_str());
-    ASSERT((int)sectionByteOffsets.size() ==
-           numCacheSeqs / SECTION_SIZE + (numCacheSeqs % SECTION_SIZE ? 2 : 1));
+    // clang-format off
+    ASSERT((int) sectionByteOffsets.size() == numCacheSeqs / SECTION_SIZE + (numCacheSeqs % SECTION_SIZE ? 2 : 1));
+    // clang-format on
 }
 
 int CompressedDNASet::packRecord(uint8_t* buf, int n, const char* bases, const uint8_t* scores) {
@@ -212,18 +214,24 @@ void CompressedDNASet::setSequence(int seqId, int n, const char* bases, const ui
         static std::vector<uint8_t> packBuffer;
         if ((int)packBuffer.size() < newbuflen) packBuffer.resize(newbuflen + 1000);
         int bytepos = packRecord(packBuffer.data(), n, bases, scores);
-        ASSERT(bytepos == (int)newbuflen);
+        // clang-format off
+        ASSERT(bytepos == (int) newbuflen);
+        // clang-format on
         if (numCacheSeqs % SECTION_SIZE == 0) {
             sectionByteOffsets.push_back((uint64_t)ftello(cacheFP));
         }
         int num = (int)fwrite(packBuffer.data(), 1, bytepos, cacheFP);
-        ASSERT(num == (int)bytepos);
+        // clang-format off
+        ASSERT(num == (int) bytepos);
+        // clang-format on
         numCacheSeqs++;
         return;
     }
     uint8_t* buf = _getBuffer(seqId, n, newbuflen);
     int bytepos = packRecord(buf, n, bases, scores);
-    ASSERT(bytepos == (int)newbuflen);
+    // clang-format off
+    ASSERT(bytepos == (int) newbuflen);
+    // clang-format on
     if (cacheMode == DISK_READ) changed = true;
 }
 

@@ -618,6 +618,11 @@ InputFile* Context::processReadFile(XMLnode* node) {
     } else {
         file = new InputFile(false, path, type, scoreType, accnoType, removeFlag);
     }
+    // The run name and region of a non-SFF file are written back, so keep them.
+    if (type != InputFile::SFF_FILE && !runName.empty()) {
+        file->runName = runName;
+        file->region = region;
+    }
     if (!accnoPrefix.empty()) file->accnoPrefix = accnoPrefix;
     if (isPairedEnd) file->isPairedEnd = true;
     if (isLA) file->isLA = true;

@@ -97,7 +97,9 @@ int SeqCache::addRead(int fileIndex, uint64_t fileOffset, uint32_t fileByteSize,
 }
 
 void SeqCache::setAccno(int seqId, const char* name, int len) {
-    SeqFile* f = seqId < (int)scmList.size() ? getSeqFile(seqId) : nullptr;
+    SeqFile* f = nullptr;
+    if (seqId < (int)scmList.size() && scmList[seqId].fileIndex < sfmList.size())
+        f = sfmList[scmList[seqId].fileIndex];
     const std::string* prefix = f && f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
     if (prefix && !prefix->empty() && len >= (int)prefix->size() &&
         memcmp(name, prefix->data(), prefix->size()) == 0)

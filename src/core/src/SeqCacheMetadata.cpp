@@ -15,6 +15,7 @@
 #include "Context.h"
 #include "InputFile.h"
 #include "PairedEndInfo.h"
+#include "ProjectUtil.h"
 #include "SeqCache.h"
 #include "SeqFile.h"
 #include "StringSet.h"
@@ -138,35 +139,6 @@ uint64_t sffDataEnd(const std::string& path) {
     }
     fclose(fp);
     return result;
-}
-
-// True if the file looks like FASTA: a ">" line followed by base letters.
-bool looksLikeFasta(const std::string& path) {
-    FILE* fp = fopen(path.c_str(), "r");
-    if (!fp) return false;
-    char line[10000];
-    bool header = false, bases = false;
-    for (int n = 0; n < 500 && !bases && fgets(line, sizeof line, fp); n++) {
-        if (line[0] == '>') {
-            if (header) break;
-            header = true;
-        } else if (header) {
-            for (char* p = line; *p && !bases; p++) bases = strchr("ACGTNXacgtnx", *p) != nullptr;
-        }
-    }
-    fclose(fp);
-    return bases;
-}
-
-// True if the file looks like FASTQ: "@name", bases, "+", scores.
-bool looksLikeFastq(const std::string& path) {
-    FILE* fp = fopen(path.c_str(), "r");
-    if (!fp) return false;
-    char l1[10000], l2[10000], l3[10000];
-    bool ok = fgets(l1, sizeof l1, fp) && fgets(l2, sizeof l2, fp) && fgets(l3, sizeof l3, fp) &&
-              l1[0] == '@' && l3[0] == '+';
-    fclose(fp);
-    return ok;
 }
 
 }  // namespace
@@ -349,11 +321,14 @@ bool SeqCache::readSeqFileMetadata(const std::string& path, const std::string& s
         InputFile* inFile = findInputFile(name);
         if (!inFile) {
             InputFile::FileType type;
+            bool illuminaScores = false;
+            int accnoType = 0;
+            std::string firstName;
             if (sffFileFlag > 0) {
                 type = InputFile::SFF_FILE;
-            } else if (looksLikeFasta(name)) {
+            } else if (checkFastaFile(name.c_str())) {
                 type = InputFile::FASTA_FILE;
-            } else if (looksLikeFastq(name)) {
+            } else if (checkFastqFile(name.c_str(), illuminaScores, accnoType, firstName)) {
                 type = InputFile::FASTQ_FILE;
             } else {
                 fclose(fp);

@@ -37,7 +37,9 @@ void StringSet::put(int index, const char* chars, int n, bool marked) {
 }
 
 const char* StringSet::get(int i) const {
-    ASSERT(i >= 0 && i < (int)pageIds.size());
+    // clang-format off
+    ASSERT(i >= 0 && i < (int) pageIds.size());
+    // clang-format on
     if (pageIds[i] == NO_PAGE) return nullptr;
     return pages[pageIds[i]] + offsets[i];
 }

@@ -18,7 +18,7 @@
 #include "Logger.h"
 #include "Thread.h"
 
-std::atomic<bool> atexitFlag(false);
+bool atexitFlag = false;
 Logger* dieErrorLog = nullptr;
 
 namespace {
@@ -106,7 +106,9 @@ void safeAssert(const char* expression, const char* file, unsigned line, const c
 }
 
 void safeExit(int status) {
-    if (atexitFlag.exchange(true)) return;
+    // A builtin rather than std::atomic: a thread may be sent out of this code by
+    // the exit signal, and unwinding must not meet a no-throw region.
+    if (__atomic_exchange_n(&atexitFlag, true, __ATOMIC_SEQ_CST)) return;
     if (!Thread::useThreads) {
         std::vector<pthread_t>& threadIds = Thread::threadIds;
         ASSERT(threadIds.size() == 0);

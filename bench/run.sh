@@ -1,0 +1,7 @@
+#!/bin/sh
+# Runs every benchmark of a build directory, one after the other.
+# Usage: bench/run.sh <build-dir>
+set -e
+BUILD=${1:?usage: bench/run.sh <build-dir>}
+
+"$BUILD/bench/sff_read_bench"

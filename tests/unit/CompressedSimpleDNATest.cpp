@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "CompressedSimpleDNA.h"
+
+using testing::ExitedWithCode;
+
+namespace {
+std::string unpack(const CompressedSimpleDNA& dna, int start, int len) {
+    stringbuffer buf(">");
+    dna.getSequence(buf, start, len);
+    return buf.str().substr(1);
+}
+}  // namespace
+
+TEST(CompressedSimpleDNATest, RoundTripsEveryLengthAndRange) {
+    const std::string source = "ACGTNacgtn-RxTTGCAGGCATN";
+    const std::string expected = "ACGTNACGTN-**TTGCAGGCATN";
+    CompressedSimpleDNA dna;
+    for (int n = 0; n <= (int)source.size(); n++) {
+        dna.setSequence(n, source.data(), false);
+        EXPECT_FALSE(dna.twoBitsFlag);
+        ASSERT_EQ(dna.length(), n);
+        EXPECT_EQ(dna.wordBases, n / 5 * 5);
+        for (int start = 0; start <= n; start++) {
+            for (int len = 0; start + len <= n; len++) {
+                ASSERT_EQ(unpack(dna, start, len), expected.substr(start, len))
+                    << n << " " << start << " " << len;
+            }
+        }
+    }
+    const std::string acgt = "ACGTacgtTTGCAaGGCATCc";
+    for (int n = 0; n <= (int)acgt.size(); n++) {
+        dna.setSequence(n, acgt.data(), true);
+        EXPECT_TRUE(dna.twoBitsFlag);
+        EXPECT_EQ(dna.wordBases, n / 4 * 4);
+        std::string upper;
+        for (int i = 0; i < n; i++) upper += (char)toupper(acgt[i]);
+        for (int start = 0; start <= n; start++) {
+            for (int len = 0; start + len <= n; len++) {
+                ASSERT_EQ(unpack(dna, start, len), upper.substr(start, len));
+            }
+        }
+        for (int i = 0; i < n; i++) ASSERT_EQ(dna.at(i), upper[i]);
+    }
+}
+
+TEST(CompressedSimpleDNATest, PackedLayout) {
+    CompressedSimpleDNA dna;
+    dna.setSequence(7, "ACGTNGT", false);
+    EXPECT_GE(dna.capacity, 7 / 5 + 40);
+    EXPECT_EQ(dna.words[0], (0 << 12) | (1 << 9) | (2 << 6) | (3 << 3) | 4);
+    EXPECT_EQ(std::string(dna.tail, 2), "GT");
+    dna.setSequence(6, "ACGTGG", true);
+    EXPECT_EQ(dna.bytes[0], 0x1B);
+    EXPECT_EQ(std::string(dna.tail, 2), "GG");
+    // Appending base by base builds the same words as packing at once.
+    const char* text = "TTAGC-NACGTTA";
+    CompressedSimpleDNA grown, packed;
+    for (int i = 0; text[i]; i++) grown.append(text[i]);
+    packed.setSequence(13, text, false);
+    EXPECT_EQ(unpack(grown, 0, 13), text);
+    for (int w = 0; w < 2; w++) EXPECT_EQ(grown.words[w], packed.words[w]);
+    CompressedSimpleDNA big;
+    std::string many(1003, 'G');
+    for (char c : many) big.append(c);
+    EXPECT_EQ(unpack(big, 0, 1003), many);
+}
+
+TEST(CompressedSimpleDNATest, CoarseScores) {
+    CompressedSimpleDNA dna;
+    dna.setSequence(7, "ACGTACG", false);
+    EXPECT_EQ(dna.getScore(0), 20);
+    const uint8_t high[] = {20, 20, 20, 20, 20, 30, 40};
+    dna.setScores(7, high);
+    std::vector<uint8_t> list;
+    dna.getScores(list, 0, 7);
+    EXPECT_EQ(list, std::vector<uint8_t>(7, 33));
+    const uint8_t mixed[] = {20, 20, 19, 20, 20, 30, 10};
+    dna.setScores(7, mixed);
+    list.clear();
+    dna.getScores(list, 3, 4);
+    EXPECT_EQ(list, std::vector<uint8_t>(4, 13));
+    const uint8_t five[] = {40, 40, 40, 40, 40};
+    dna.setSequence(5, "ACGTN", false);
+    dna.setScores(5, five);
+    EXPECT_FALSE(dna.tailHighScores);
+    EXPECT_EQ(dna.getScore(4), 33);
+    // The 2-bit form keeps no scores.
+    dna.setSequence(5, "ACGTA", true);
+    dna.setScores(5, five);
+    EXPECT_FALSE(dna.hasScores);
+    EXPECT_EQ(dna.getScore(2), 20);
+}
+
+TEST(CompressedSimpleDNATest, ChecksArguments) {
+    CompressedSimpleDNA dna;
+    dna.setSequence(4, "ACGT", true);
+    EXPECT_EXIT(dna.append('A'), ExitedWithCode(255), "Assertion:  !twoBitsFlag");
+    EXPECT_EXIT(dna.at(4), ExitedWithCode(255), "Assertion:  pos >= 0 && pos < seqlen");
+    EXPECT_EXIT(unpack(dna, 2, 3), ExitedWithCode(255),
+                "Assertion:  start >= 0 && start \\+ len - 1 < seqlen");
+    const uint8_t scores[] = {1, 2, 3};
+    EXPECT_EXIT(dna.setScores(3, scores), ExitedWithCode(255), "Assertion:  numScores == seqlen");
+}

@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "ProjectUtil.h"
+#include "TestSupport.h"
+
+using testsupport::makeDir;
+using testsupport::TempDir;
+using testsupport::writeFile;
+
+namespace {
+
+// Four reads with Illumina colon names and high-range qualities.
+std::string colonFastq(int reads, const char* suffix = "") {
+    std::string text;
+    for (int i = 0; i < reads; i++) {
+        text += "@HWI-EAS:7:1:" + std::to_string(100 + i) + ":20#0/1" + suffix + "\n";
+        text += "ACGTNACGTA\n+\nhhhhhhhhhh\n";
+    }
+    return text;
+}
+
+struct FastqResult {
+    bool ok;
+    bool illumina;
+    int accnoType;
+    std::string firstName;
+};
+
+FastqResult sniffFastq(const std::string& path, int accnoType = -7) {
+    FastqResult r{false, false, accnoType, "unset"};
+    r.ok = checkFastqFile(path.c_str(), r.illumina, r.accnoType, r.firstName);
+    return r;
+}
+
+}  // namespace
+
+TEST(ProjectUtilTest, FastaSniffing) {
+    TempDir dir;
+    writeFile(dir.path("good.fna"), "some preamble\n>r1 desc\nacgtn\n>r2\nAC\n");
+    writeFile(dir.path("empty.fna"), "");
+    writeFile(dir.path("headers.fna"), ">r1\n>r2\nACGT\n");
+    writeFile(dir.path("nobases.fna"), ">r1\n----\n");
+    writeFile(dir.path("truncated.fna"), ">r1 only a header");
+    writeFile(dir.path("noheader.fna"), "ACGTACGT\n");
+    // Three high-bit bytes are tolerated, the fourth is not.
+    writeFile(dir.path("three.fna"), "\x80\x81\n>r\xff\n\x90GT\n");
+    writeFile(dir.path("binary.fna"), "\x80\x81\x82\x83>\nACGT\n");
+    EXPECT_TRUE(checkFastaFile(dir.path("good.fna").c_str()));
+    EXPECT_TRUE(checkFastaFile(dir.path("three.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("binary.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("empty.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("headers.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("nobases.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("truncated.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("noheader.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path("missing.fna").c_str()));
+    EXPECT_FALSE(checkFastaFile(dir.path().c_str()));
+    // A link to a FASTA file is followed.
+    ASSERT_EQ(symlink(dir.path("good.fna").c_str(), dir.path("link.fna").c_str()), 0);
+    EXPECT_TRUE(checkFastaFile(dir.path("link.fna").c_str()));
+}
+
+TEST(ProjectUtilTest, FastaSniffingOfRealFiles) {
+    std::string data = testsupport::sharedTestData();
+    if (data.empty()) GTEST_SKIP() << "shared test data not found: " << SHARED_TESTDATA;
+    EXPECT_TRUE(checkFastaFile((data + "/sff/E3MFGYR02_random_10_reads.fasta").c_str()));
+    EXPECT_TRUE(checkFastaFile((data + "/sff/E3MFGYR02_random_10_reads_no_trim.fasta").c_str()));
+    EXPECT_FALSE(checkFastaFile((data + "/sff/E3MFGYR02_random_10_reads.qual").c_str()));
+    EXPECT_FALSE(checkFastaFile((data + "/sff/greek.sff").c_str()));
+    bool illumina = false;
+    int type = 0;
+    std::string name;
+    EXPECT_FALSE(checkFastqFile((data + "/sff/greek.sff").c_str(), illumina, type, name));
+}
+
+TEST(ProjectUtilTest, FastqSniffing) {
+    TempDir dir;
+    writeFile(dir.path("reads.fq"), colonFastq(4));
+    FastqResult r = sniffFastq(dir.path("reads.fq"));
+    EXPECT_TRUE(r.ok);
+    EXPECT_TRUE(r.illumina);
+    EXPECT_EQ(r.accnoType, 4);
+    EXPECT_EQ(r.firstName, "HWI-EAS:7:1:10");
+
+    // Colon names that also carry the long form.
+    writeFile(dir.path("long.fq"), colonFastq(4, " 1:N:0:2"));
+    EXPECT_EQ(sniffFastq(dir.path("long.fq")).accnoType, 5);
+
+    // Low-range qualities, and names of no known form: accnoType stays as it was.
+    writeFile(dir.path("plain.fq"), "@read_1 x\nACGT\n+\nIIII\n@read_2\nACGT\n+read_2\n#$%!\n");
+    r = sniffFastq(dir.path("plain.fq"), 9);
+    EXPECT_TRUE(r.ok);
+    EXPECT_FALSE(r.illumina);
+    EXPECT_EQ(r.accnoType, 9);
+    EXPECT_EQ(r.firstName, "read_");
+
+    writeFile(dir.path("empty.fq"), "");
+    writeFile(dir.path("noqual.fq"), "@r1\nACGT\n+\n");
+    writeFile(dir.path("onlyB.fq"), "@r1\nACGT\n+\nBBBB\n");
+    writeFile(dir.path("truncated.fq"), "@r1\nACG");
+    writeFile(dir.path("binary.fq"), "@r1\nAC\xc3\xa9GT\n+\n\xc3\xa9II\n");
+    for (const char* name :
+         {"empty.fq", "noqual.fq", "onlyB.fq", "truncated.fq", "binary.fq", "missing.fq", ""}) {
+        EXPECT_FALSE(sniffFastq(dir.path(name)).ok) << name;
+    }
+}
+
+TEST(ProjectUtilTest, FastqNameFormsInArchiveNamedFiles) {
+    TempDir dir;
+    std::string accession;
+    for (const char* name : {"E3MFGYR02JWQ7T", "E3MFGYR02ABCDE", "E3MFGYR02K12345x"}) {
+        accession += std::string("@") + name + " length=4\nACGT\n+\nIIII\n";
+    }
+    writeFile(dir.path("SRR123456_1.fastq"), accession);
+    writeFile(dir.path("SRR12345.fastq"), accession);
+    EXPECT_EQ(sniffFastq(dir.path("SRR123456_1.fastq")).accnoType, 1);
+    EXPECT_EQ(sniffFastq(dir.path("SRR12345.fastq")).accnoType, -7);
+
+    writeFile(dir.path("SRR000001.fastq"), colonFastq(3));
+    EXPECT_EQ(sniffFastq(dir.path("SRR000001.fastq")).accnoType, 3);
+    std::string colour = "@c1\nT0123012301230123012301.\n+\nIIIIIIIIIIIIIIIIIIIIIII\n";
+    writeFile(dir.path("SRR000002_2.fastq"), colour + colour);
+    EXPECT_EQ(sniffFastq(dir.path("SRR000002_2.fastq")).accnoType, 2);
+    // No form above half of the reads.
+    writeFile(dir.path("SRR000003.fastq"), "@x\nACGT\n+\nIIII\n@y\nACGT\n+\nIIII\n");
+    EXPECT_EQ(sniffFastq(dir.path("SRR000003.fastq")).accnoType, 0);
+
+    EXPECT_TRUE(isArchiveFileName("SRR123456_2.fastq"));
+    EXPECT_FALSE(isArchiveFileName("SRR123456_3.fastq"));
+    EXPECT_FALSE(isArchiveFileName("SRR1234567.fastq"));
+    EXPECT_TRUE(isColonReadName("a:1:22:333:4#ACGT/2"));
+    EXPECT_FALSE(isColonReadName("a:1:22:333#ACGT/2"));
+    EXPECT_FALSE(isColonReadName("a:1:22:333:4#ACGT/3"));
+    EXPECT_TRUE(isLongReadName("EAS139:136:FC706VJ:2:2104:15343:197393 1:Y:18:2"));
+    EXPECT_FALSE(isLongReadName("EAS139:136:FC706VJ:2:2104:15343:197393 1:Y:18:ATCACG"));
+    EXPECT_FALSE(isLongReadName("EAS139:136:FC706VJ"));
+}
+
+TEST(ProjectUtilTest, GeneratedProjectName) {
+    time_t before = time(nullptr);
+    std::string name = generateProjectName("name");
+    time_t after = time(nullptr);
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(
+        name, m, std::regex("P_(\\d{4})_(\\d\\d)_(\\d\\d)_(\\d\\d)_(\\d\\d)_(\\d\\d)_name")))
+        << name;
+    struct tm local;
+    localtime_r(&before, &local);
+    struct tm localAfter;
+    localtime_r(&after, &localAfter);
+    int year = std::stoi(m[1]);
+    EXPECT_TRUE(year == local.tm_year + 1900 || year == localAfter.tm_year + 1900);
+}
+
+TEST(ProjectUtilTest, LinkRunRegionSffFiles) {
+    TempDir dir;
+    std::string run = dir.path("run");
+    makeDir(run);
+    std::vector<std::pair<int, std::string>> regions;
+    EXPECT_EQ(linkRunRegionSffFiles(run, regions, dir.path()), 0);
+
+    makeDir(run + "/sff");
+    for (const char* name :
+         {"E3MFGYR01.sff", "E3MFGYR02.sff", "E3MFGYR0x.sff", "LONGNAME01.sff", "E3MFGYR03.fna"}) {
+        writeFile(run + "/sff/" + name, name);
+    }
+    std::string proj = dir.path("proj");
+    makeDir(proj);
+    writeFile(proj + "/E3MFGYR02.sff", "stale");
+    regions = {{2, ""}, {5, ""}};
+    EXPECT_EQ(linkRunRegionSffFiles(run, regions, proj), 1);
+    EXPECT_EQ(regions, (std::vector<std::pair<int, std::string>>{{2, "E3MFGYR02.sff"}, {5, ""}}));
+    char target[4096];
+    ssize_t n = readlink((proj + "/E3MFGYR02.sff").c_str(), target, sizeof target);
+    ASSERT_GT(n, 0);
+    EXPECT_EQ(std::string(target, n), run + "/sff/E3MFGYR02.sff");
+    EXPECT_FALSE(testsupport::exists(proj + "/E3MFGYR01.sff"));
+
+    regions.clear();
+    EXPECT_EQ(linkRunRegionSffFiles(run, regions, proj), 2);
+    EXPECT_EQ(regions, (std::vector<std::pair<int, std::string>>{{1, "E3MFGYR01.sff"},
+                                                                 {2, "E3MFGYR02.sff"}}));
+    EXPECT_EQ(testsupport::readFile(proj + "/E3MFGYR01.sff"), "E3MFGYR01.sff");
+
+    // A link that can't be made ends the run.
+    regions.clear();
+    EXPECT_EXIT(linkRunRegionSffFiles(run, regions, dir.path("nodir")),
+                ::testing::ExitedWithCode(255), "^Error:  Unable to link existing SFF files.\n$");
+}

@@ -1,0 +1,338 @@
+// State files of the read store: exact bytes written, every older form read,
+// and every malformed file ending the process with its message.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "Context.h"
+#include "InputFile.h"
+#include "SeqCache.h"
+#include "SeqFile.h"
+#include "SffWriter.h"
+#include "StringSet.h"
+#include "TestSupport.h"
+
+using testsupport::readFile;
+using testsupport::snapshot;
+using testsupport::writeFile;
+using ::testing::ExitedWithCode;
+
+namespace {
+
+const char* FORMAT_RE = "Error:  Invalid format of project state files\\.\n";
+
+std::string be16(uint16_t v) { std::string s; SffWriter::put16(s, v); return s; }
+std::string be32(uint32_t v) { std::string s; SffWriter::put32(s, v); return s; }
+std::string be64(uint64_t v) { std::string s; SffWriter::put64(s, v); return s; }
+
+// A mapping project with one SFF file of three reads, linked from sff/.
+class StateFiles : public ::testing::Test {
+protected:
+    testsupport::TempDir td;
+    std::string dir, sffPath, link;
+    SffWriter sff{8};
+    Context* ctx = nullptr;
+
+    void SetUp() override {
+        dir = td.path("proj");
+        testsupport::makeDir(dir);
+        testsupport::makeDir(dir + "/sff");
+        testsupport::makeDir(dir + "/mapping");
+        testsupport::makeDir(td.path("runs"));
+        sff.add("r1", "TACG");
+        sff.add("r2", "TTAC");
+        sff.add("r3", "ACGT");
+        sffPath = td.path("runs/a.sff");
+        ASSERT_TRUE(sff.write(sffPath));
+        ctx = new Context(dir, "mapping", false, false, false);
+        link = ctx->sffDirectory + "/a.sff";
+        ASSERT_EQ(0, symlink(sffPath.c_str(), link.c_str()));
+        ctx->readFiles.push_back(new InputFile(link, sffPath, "", "", false));
+    }
+
+    // A store of the three reads, as the intake would leave it.
+    SeqCache* makeStore(const char* firstName = "r1") {
+        SeqCache* c = new SeqCache(ctx, false);
+        SeqFile* f = new SeqFile(ctx->readFiles[0], ctx, 0, false);
+        c->sfmList.push_back(f);
+        const char* names[] = {firstName, "r2", "r3"};
+        for (int i = 0; i < 3; i++)
+            c->addRead(0, sff.offsets[i], sff.entrySizes[i], 0, 0, 4 - i, 1 + i, i == 2 ? 32 : 0,
+                       names[i]);
+        c->byteList[1] = 7;
+        f->numFlows = 8;
+        f->numReads = 3;
+        f->numBases = 12;
+        f->numShortReads = 3;
+        f->numShortBases = 12;
+        f->maxSeqLength = 4;
+        f->fileSize = sff.indexOffset;
+        return c;
+    }
+
+    std::string scmPath() { return ctx->seqCacheMetadataPath; }
+    std::string sfmPath() { return ctx->seqFileMetadataPath; }
+
+    // Loads the state files as the relink mode does.
+    SeqCache* load() {
+        SeqCache* c = new SeqCache(ctx, false);
+        c->readAndUpdate(nullptr, true, true);
+        return c;
+    }
+
+    // One state-file line for a.sff with the given columns after the name.
+    void writeFileList(const std::string& columns) {
+        writeFile(sfmPath(), "0\na.sff\t" + columns + "\n");
+    }
+};
+
+TEST_F(StateFiles, WritesExactBytesOfBothFiles) {
+    SeqCache* c = makeStore();
+    c->write(true, true);
+    std::string line = "0\na.sff\t1\t0\t8\t2\t3\t12\t0\t0\t3\t12\t0\t0\t0\t0\t0\t4\t0\t0\t0\t" +
+                       std::to_string(sff.indexOffset) + "\t0\n";
+    EXPECT_EQ(line, readFile(sfmPath()));
+
+    std::string scm = ".scm" + be32(2) + be32(3);
+    for (int i = 0; i < 3; i++) {
+        scm += be16(0) + be64(sff.offsets[i]) + be64(0) + be32(sff.entrySizes[i]) + be32(0) +
+               be32(4 - i) + be16(1 + i) + std::string(1, i == 2 ? 32 : 0) +
+               std::string(1, i == 1 ? 7 : 0) + std::string(1, 2) + "r" + std::to_string(i + 1);
+    }
+    EXPECT_EQ(scm, readFile(scmPath()));
+
+    // Only the file list, as the relink mode writes it.
+    unlink(scmPath().c_str());
+    c->write(true, false);
+    EXPECT_FALSE(testsupport::exists(scmPath()));
+}
+
+TEST_F(StateFiles, RoundTripRestoresRecordsAndRewritesSameBytes) {
+    makeStore()->write(true, true);
+    std::string sfm = readFile(sfmPath()), scm = readFile(scmPath());
+    SeqCache* c = load();
+    ASSERT_EQ(3, c->getNumReads());
+    ASSERT_EQ(1u, c->getSeqFileList().size());
+    SeqFile* f = c->getSeqFileList()[0];
+    EXPECT_EQ(link, f->getPath());
+    EXPECT_EQ(3, f->numShortReads);
+    EXPECT_EQ(sff.indexOffset, f->fileSize);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(std::string("r") + std::to_string(i + 1), c->getAccno(i));
+        EXPECT_EQ(4 - i, c->getSeqLength(i));
+        EXPECT_EQ(1 + i, c->getClipPoint(i));
+        EXPECT_EQ(sff.offsets[i], f->getFileByteOffset(i));
+        EXPECT_EQ(sff.entrySizes[i], f->getFileByteSize(i));
+    }
+    EXPECT_EQ(7, c->byteList[1]);
+    EXPECT_EQ(1, c->numFlaggedReads);
+    EXPECT_FALSE(c->needsRebuild);
+    c->write(true, true);
+    EXPECT_EQ(sfm, readFile(sfmPath()));
+    EXPECT_EQ(scm, readFile(scmPath()));
+}
+
+TEST_F(StateFiles, AccessionPrefixIsStoredMarkedAndRestored) {
+    ctx->readFiles[0]->accnoPrefix = "run7:";
+    makeStore("run7:r1")->write(true, true);
+    SeqCache* c = load();
+    EXPECT_EQ(1, c->accnos->get(0)[0]);
+    EXPECT_STREQ("run7:r1", c->getAccno(0));
+    EXPECT_STREQ("r2", c->getAccno(1));
+}
+
+TEST_F(StateFiles, OlderBinaryVersionsLoad) {
+    writeFileList("1\t0\t8\t2\t3\t12\t0\t0\t3\t12\t0\t0\t0\t0\t0\t4\t0\t0\t0\t" +
+                  std::to_string(sff.indexOffset) + "\t0");
+    // Version 1: no byte sizes, left clip point.
+    std::string v1 = ".scm" + be32(1) + be32(2);
+    for (int i = 0; i < 2; i++)
+        v1 += be16(0) + be64(sff.offsets[i]) + be64(0) + be32(4) + be16(1) + std::string(2, 0) +
+              std::string(1, 2) + "r" + std::to_string(i + 1);
+    writeFile(scmPath(), v1);
+    SeqCache* c = load();
+    ASSERT_EQ(2, c->getNumReads());
+    EXPECT_EQ(1, c->scmVersion);
+    EXPECT_EQ(1, c->getClipPoint(1));
+    SeqFile* f = c->getSeqFileList()[0];
+    EXPECT_EQ(SeqFile::DERIVE_SIZE, f->fileByteSizes[0]);
+    EXPECT_EQ(sff.entrySizes[0], f->getFileByteSize(0));
+    // The last read's size runs to the end of the read data.
+    EXPECT_EQ(sff.indexOffset - sff.offsets[1], f->getFileByteSize(1));
+
+    // Version 0: no magic, 4-byte file index, right clip point.
+    std::string v0 = be32(1) + be32(0) + be64(sff.offsets[2]) + be64(0) + be32(3) + be16(6) +
+                     std::string(2, 0) + std::string(1, 2) + "r3";
+    writeFile(scmPath(), v0);
+    c = load();
+    ASSERT_EQ(1, c->getNumReads());
+    EXPECT_EQ(0, c->scmVersion);
+    EXPECT_EQ(4, c->getClipPoint(0));  // 6 - 3 + 1
+    EXPECT_STREQ("r3", c->getAccno(0));
+}
+
+TEST_F(StateFiles, ShorterTextFormsClearTheirColumns) {
+    // Ten conversions: the form without quality offsets, whose records are 23 bytes.
+    writeFileList("1\t1\t8\t2\t3\t12\t5\t60\t4\t44");
+    std::string scm = ".scm" + be32(2) + be32(1) + be16(0) + be64(sff.offsets[0]) +
+                      be32(sff.entrySizes[0]) + be32(4) + be16(1) + std::string(3, 0);
+    writeFile(scmPath(), scm);
+    SeqCache* c = load();
+    EXPECT_TRUE(c->noQualFormat);
+    SeqFile* f = c->getSeqFileList()[0];
+    EXPECT_EQ(0, f->qualFileFlag);
+    EXPECT_EQ(0, f->numLongReads);
+    EXPECT_EQ(0u, f->numShortBases);
+    EXPECT_EQ(3, f->numReads);
+    EXPECT_EQ(12u, f->numBases);
+    EXPECT_EQ(sff.indexOffset, f->fileSize);  // measured: index at the end is not read data
+    ASSERT_EQ(1, c->getNumReads());
+    EXPECT_EQ(sff.entrySizes[0], f->getFileByteSize(0));
+
+    // Nineteen conversions: sizes cleared and measured again, counters kept.
+    writeFileList("1\t0\t8\t2\t3\t12\t5\t60\t4\t44\t1\t2\t3\t4\t5\t6\t7\t8\t9");
+    writeFile(scmPath(), "");
+    c = load();
+    f = c->getSeqFileList()[0];
+    EXPECT_FALSE(c->noQualFormat);
+    EXPECT_EQ(5, f->numLongReads);
+    EXPECT_EQ(4, f->carriedCount3);
+    EXPECT_EQ(9, f->carriedCount5);
+    EXPECT_EQ(7, f->numPairs);
+    EXPECT_EQ(sff.indexOffset, f->fileSize);
+}
+
+TEST_F(StateFiles, IndexInTheMiddleKeepsTheWholeSize) {
+    SffWriter mid(8);
+    mid.indexPlace = SffIndexPlace::MIDDLE;
+    for (int i = 0; i < 4; i++) mid.add("m" + std::to_string(i), "TACG");
+    ASSERT_TRUE(mid.write(sffPath));
+    writeFileList("1\t0\t8\t2\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0");
+    writeFile(scmPath(), "");
+    SeqCache* c = load();
+    EXPECT_EQ(readFile(sffPath).size(), c->getSeqFileList()[0]->fileSize);
+}
+
+TEST_F(StateFiles, OffsetsPastTheThresholdGoOnTheLargeList) {
+    writeFileList("1\t0\t8\t2\t3\t12\t0\t0\t3\t12\t0\t0\t0\t0\t0\t4\t0\t0\t0\t8589934592\t0");
+    uint64_t offs[] = {0xFFFFFFF0ull, 0xFFFFFFF3ull, 0xFFFFFFF4ull, 0x100000000ull};
+    std::string scm = ".scm" + be32(2) + be32(4);
+    for (uint64_t o : offs)
+        scm += be16(0) + be64(o) + be64(0) + be32(3) + be32(0) + be32(4) + be16(1) +
+               std::string(3, 0);
+    writeFile(scmPath(), scm);
+    SeqCache* c = load();
+    SeqFile* f = c->getSeqFileList()[0];
+    EXPECT_EQ(2u, f->fileOffsets.size());
+    EXPECT_EQ(2u, f->largeFileOffsets.size());
+    EXPECT_EQ(2, f->firstLargeOffset);
+    for (int i = 0; i < 4; i++) EXPECT_EQ(offs[i], f->getFileByteOffset(i));
+}
+
+TEST_F(StateFiles, ChangedReferenceSetStopsOrRebuilds) {
+    makeStore()->write(true, true);
+    ctx->declaredRefCount = 1;
+    SeqCache* c = new SeqCache(ctx, false);
+    c->readAndUpdate(nullptr, true, false);
+    EXPECT_TRUE(ctx->refSetChanged);
+    EXPECT_EQ(0, c->getNumReads());
+    EXPECT_EQ(1, c->refSetCount);
+
+    c = load();
+    EXPECT_TRUE(c->needsRebuild);
+    EXPECT_EQ(3, c->getNumReads());
+    EXPECT_EQ(0, c->refSetCount);
+}
+
+TEST_F(StateFiles, EmptyFileListLeavesStoreEmptyWithoutOpeningReadList) {
+    writeFile(sfmPath(), "");
+    writeFile(scmPath(), "garbage that is no state file");
+    SeqCache* c = load();
+    EXPECT_EQ(0, c->getNumReads());
+    EXPECT_TRUE(c->getSeqFileList().empty());
+
+    // A read list of under 4 bytes leaves the store as it is.
+    makeStore()->write(true, false);
+    writeFile(scmPath(), ".sc");
+    c = load();
+    EXPECT_EQ(0, c->getNumReads());
+    EXPECT_EQ(1u, c->getSeqFileList().size());
+}
+
+TEST_F(StateFiles, ClipPointLimit) {
+    makeStore()->write(true, false);
+    auto one = [&](int clip) {
+        return ".scm" + be32(2) + be32(1) + be16(0) + be64(sff.offsets[0]) + be64(0) + be32(9) +
+               be32(0) + be32(4) + be16(clip) + std::string(3, 0);
+    };
+    writeFile(scmPath(), one(16383));
+    EXPECT_EQ(16383, load()->getClipPoint(0));
+    writeFile(scmPath(), one(16384));
+    EXPECT_EXIT(load(), ExitedWithCode(255),
+                "Assertion:  clipPt < 1 << \\(24 - NUMFILEINDEXBITS\\)");
+}
+
+// Each malformed state file ends the process with its message, and leaves
+// every file of the project as it was.
+TEST_F(StateFiles, MalformedFilesDieAndChangeNothing) {
+    makeStore()->write(true, true);
+    std::string goodScm = readFile(scmPath());
+    std::string cols = "1\t0\t8\t2\t3\t12\t0\t0\t3\t12\t0\t0\t0\t0\t0\t4\t0\t0\t0\t0\t0";
+    struct Case {
+        std::string sfm, scm, re;
+    };
+    std::vector<Case> cases = {
+        {"x\n", goodScm, FORMAT_RE},
+        {"0\na.sff 1 0\n", goodScm, FORMAT_RE},
+        {"0\na.sff\t" + cols + "\n\n", goodScm, FORMAT_RE},
+        {"0\na.sff\t\n", goodScm, FORMAT_RE},
+    };
+    // Conversion counts that no form has.
+    for (int n : {12, 14, 15, 16, 18, 20}) {
+        std::string line = "0\na.sff";
+        for (int i = 0; i < n; i++) line += i == 0 ? "\t1" : "\t0";
+        cases.push_back({line + "\n", goodScm, FORMAT_RE});
+    }
+    std::string sfm = readFile(sfmPath());
+    cases.push_back({sfm, ".scm" + be32(3) + be32(0), "Error:  Invalid version of project state files\\.\n"});
+    cases.push_back({sfm, ".scm" + be32(0) + be32(0), "Error:  Invalid version of project state files\\.\n"});
+    cases.push_back({sfm, ".scm" + be32(2), FORMAT_RE});                       // short header
+    cases.push_back({sfm, goodScm.substr(0, goodScm.size() - 1), FORMAT_RE});  // name cut short
+    cases.push_back({sfm, goodScm.substr(0, 30), FORMAT_RE});                  // record cut short
+    cases.push_back({sfm, ".scm" + be32(2) + be32(0xFFFFFFF0u), FORMAT_RE});   // count too large
+
+    for (const Case& k : cases) {
+        writeFile(sfmPath(), k.sfm);
+        writeFile(scmPath(), k.scm);
+        auto before = snapshot(dir);
+        EXPECT_EXIT(load(), ExitedWithCode(255), k.re) << k.sfm;
+        EXPECT_EQ(before, snapshot(dir));
+    }
+
+    // Missing files.
+    unlink(scmPath().c_str());
+    EXPECT_EXIT(load(), ExitedWithCode(255), "Error:  Unable to read project state files\\.\n");
+    unlink(sfmPath().c_str());
+    EXPECT_EXIT(load(), ExitedWithCode(255), "Error:  Unable to read project state files\\.\n");
+}
+
+TEST_F(StateFiles, LongAccessionWrittenByThisWriterCannotBeReadBack) {
+    std::string longName(256, 'A');
+    SeqCache* c = makeStore(longName.c_str());
+    c->write(true, true);
+    std::string scm = readFile(scmPath());
+    EXPECT_EQ(0, scm[12 + 34]);                 // the length byte keeps its low 8 bits
+    EXPECT_EQ(longName, scm.substr(12 + 35, 256));  // and every byte is written
+    EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
+}
+
+TEST_F(StateFiles, UnwritableStateFileDies) {
+    SeqCache* c = makeStore();
+    ctx->seqFileMetadataPath = dir;  // a directory cannot be opened for writing
+    EXPECT_EXIT(c->write(true, false), ExitedWithCode(255),
+                "^Error:  Cannot write project state files\\.\n$");
+    ctx->seqCacheMetadataPath = dir;
+    EXPECT_EXIT(c->write(false, true), ExitedWithCode(255),
+                "^Error:  Cannot write project state files\\.\n$");
+}
+
+}  // namespace

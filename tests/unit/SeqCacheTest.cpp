@@ -1,0 +1,197 @@
+// The read cache on a real project: reads fetched from an SFF file, stored
+// clip points, the node budget with pins, output-list misses, and names.
+#include "SeqCache.h"
+
+#include <gtest/gtest.h>
+
+#include "Context.h"
+#include "InputFile.h"
+#include "ProjectBuilder.h"
+#include "SeqFile.h"
+#include "Sequence.h"
+#include "SffWriter.h"
+#include "StringSet.h"
+#include "TestSupport.h"
+
+using ::testing::ExitedWithCode;
+
+namespace {
+
+// A mapping project around one SFF file, loaded as the relink mode loads it.
+class CacheProject {
+public:
+    testsupport::TempDir td;
+    SffWriter sff{8};
+    Context* ctx = nullptr;
+    SeqCache* cache = nullptr;
+
+    void build(bool keepAll = false) {
+        std::string path = td.path("a.sff");
+        EXPECT_TRUE(sff.write(path));
+        ProjectBuilder pb(td.path("proj"));
+        pb.addSffFile(path);
+        pb.write();
+        ctx = new Context(td.path("proj"), "mapping", true, false, false);
+        cache = new SeqCache(ctx, keepAll);
+        cache->readAndUpdate(nullptr, true, true);
+    }
+};
+
+TEST(SeqCacheTest, FetchesReadsWithStoredClipPoints) {
+    CacheProject p;
+    p.sff.add("c1", "TTACGGAC", 3, 6);
+    p.sff.add("c2", "TACGTACG");
+    p.build();
+    SeqCache& c = *p.cache;
+    ASSERT_EQ(2, c.getNumReads());
+    EXPECT_EQ(nullptr, c.getSequence(0, false, false, false));
+    Sequence* s = c.getSequence(0, true);
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("c1", s->accno.c_str());
+    EXPECT_EQ(0, s->id);
+    EXPECT_EQ(4, s->length);
+    EXPECT_EQ(2, s->clipLeft);
+    EXPECT_EQ(5, s->clipRight);
+    EXPECT_EQ(p.ctx->readFiles[0], s->inputFile);
+
+    // A stored range beyond the read degrades to one base.
+    c.deleteCacheNode(0);
+    c.scmList[0].length = 100;
+    s = c.getSequence(0, true);
+    EXPECT_EQ(1, s->length);
+    EXPECT_EQ(0, s->clipLeft);
+
+    // A record flagged long keeps the object's own clip points.
+    c.deleteCacheNode(0);
+    c.scmList[0].length = 30001;
+    s = c.getSequence(0, true);
+    EXPECT_EQ(4, s->length);
+    EXPECT_EQ(2, s->clipLeft);
+
+    // With no clip point stored, the record learns it from the read.
+    c.deleteCacheNode(0);
+    c.scmList[0].length = 0;
+    c.scmList[0].setClipPoint(0);
+    c.getSequence(0, true);
+    EXPECT_EQ(3, c.getClipPoint(0));
+    EXPECT_EQ(4, c.getSeqLength(0));
+    EXPECT_EXIT(c.getSequence(2, true), ExitedWithCode(255),
+                "Assertion:  seqId >= 0 && seqId < \\(int\\)scmList.size\\(\\)");
+}
+
+TEST(SeqCacheTest, PinsPushPastTheBudgetAndOldestGoFirst) {
+    CacheProject p;
+    const int n = 30002;
+    for (int i = 0; i < n; i++) p.sff.add("p" + std::to_string(i), "TACG");
+    p.build();
+    SeqCache& c = *p.cache;
+    for (int i = 0; i < 30000; i++) ASSERT_NE(nullptr, c.getSequence(i, true, false, false, true));
+    EXPECT_EQ(30000, c.numNodes);
+    c.getSequence(30000, true);
+    EXPECT_EQ(30001, c.numNodes);  // the oldest node was pinned: a new one past the budget
+    EXPECT_TRUE(c.isSeqInCache(0));
+    for (int i = 0; i < 30000; i++) c.releaseSequence(i);
+    Sequence* s = c.getSequence(30001, true);
+    EXPECT_STREQ("p30001", s->accno.c_str());
+    EXPECT_EQ(30001, c.numNodes);
+    EXPECT_FALSE(c.isSeqInCache(0));  // least recently used, reused first
+    EXPECT_TRUE(c.isSeqInCache(1));
+    // A freed node is taken before any old one is evicted.
+    c.deleteCacheNode(30001);
+    c.getSequence(0, true);  // takes the freed node, not an old one
+    EXPECT_TRUE(c.isSeqInCache(1));
+    EXPECT_TRUE(c.isSeqInCache(2));
+}
+
+TEST(SeqCacheTest, KeepAllIgnoresReleases) {
+    CacheProject p;
+    p.sff.add("k1", "TACG");
+    p.build(true);
+    SeqCache& c = *p.cache;
+    EXPECT_EQ(-1, c.maxNodes);
+    // In keepAll mode a fetch for nothing still fetches everything.
+    Sequence* s = c.getSequence(0, false, false, false, true);
+    ASSERT_NE(nullptr, s);
+    EXPECT_FALSE(s->flowgram.empty());
+    c.releaseSequence(0);
+    EXPECT_EQ(1, c.theCache[0]->refCount);
+}
+
+TEST(SeqCacheTest, OutputListMissesWarnNineTimesThenOnce) {
+    CacheProject p;
+    for (int i = 0; i < 13; i++) p.sff.add("o" + std::to_string(i), "TACG");
+    p.build();
+    SeqCache& c = *p.cache;
+    c.resetOutputSeqList(true);
+    c.addToOutputSeqList(0);
+    c.readOutputSeqList(true, false, false, true);
+    EXPECT_FALSE(c.resettingOutputSeqList);
+    testing::internal::CaptureStderr();
+    EXPECT_STREQ("o0", c.getSequence(0, true)->accno.c_str());
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+    std::string first =
+        "        Warning:  Requested sequence is not in the cache. Fetching it from the file "
+        "system...\n";
+    std::string tenth =
+        "        Warning:  Input contains many reads which are not in the cache. The file I/O "
+        "might slow down the computation\n";
+    std::string expected;
+    for (int i = 0; i < 9; i++) expected += first;
+    expected += tenth;
+    testing::internal::CaptureStderr();
+    for (int i = 1; i <= 12; i++)
+        EXPECT_STREQ(("o" + std::to_string(i)).c_str(), c.getSequence(i, true)->accno.c_str());
+    EXPECT_EQ(expected, testing::internal::GetCapturedStderr());
+    EXPECT_EQ(12, c.numCacheMisses);
+}
+
+TEST(SeqCacheTest, BatchPreparedAheadIsInstalled) {
+    CacheProject p;
+    for (int i = 0; i < 4; i++) p.sff.add("b" + std::to_string(i), "TACG");
+    p.build();
+    SeqCache& c = *p.cache;
+    c.newReadOutputSeqList({3, 1}, "");
+    c.newSetOutputSeqList();
+    EXPECT_TRUE(c.isSeqInCache(3));
+    EXPECT_FALSE(c.isSeqInCache(0));
+    EXPECT_STREQ("b3", c.getSequence(3, true)->accno.c_str());
+    EXPECT_EXIT(c.newSetOutputSeqList(), ExitedWithCode(255),
+                "Assertion:  newOutputSeqList.size\\(\\) > 0");
+    c.newReadOutputSeqList({2, 2}, "");
+    EXPECT_EXIT(c.newSetOutputSeqList(), ExitedWithCode(255),
+                "Seq 2 has non-NULL cache:  idx=1\n   Seq 2 found at idx=0\n");
+}
+
+TEST(SeqCacheTest, NamesPairsAndFlags) {
+    testsupport::TempDir td;
+    testsupport::makeDir(td.path("p"));
+    Context ctx(td.path("p"), "mapping", false, false, false);
+    InputFile in(td.path("r.fna"), InputFile::FASTA_FILE, false);
+    SeqCache c(&ctx, false);
+    c.sfmList.push_back(new SeqFile(&in, &ctx, 0, false));
+    c.addRead(0, 0, 10, 0, 0, 60, 1, SCM_LEFT_HALF, "");
+    c.addRead(0, 0, 10, 0, 0, 60, 1, SCM_RIGHT_HALF, "");
+    c.addRead(0, 10, 10, 0, 0, 60, 1, SCM_COUNTED | SCM_WORK_FLAG_4, "");
+    c.addRead(0, 20, 10, 0, 0, 60, 1, SCM_REFERENCE, "chr1");
+    EXPECT_STREQ("SID0_left", c.getAccno(0));
+    EXPECT_STREQ("SID0_right", c.getAccno(1));
+    EXPECT_STREQ("SID2", c.getAccno(2));
+    EXPECT_STREQ("chr1", c.getAccno(3));
+    EXPECT_EQ(1, c.getPairOtherId(0));
+    EXPECT_EQ(0, c.getPairOtherId(1));
+    EXPECT_EQ(-2, c.getPairOtherId(2));
+    EXPECT_EQ(1, c.numFlaggedReads);
+    c.resetFlags();
+    EXPECT_EQ(0, c.getFlags(2));
+    EXPECT_EQ(SCM_REFERENCE, c.getFlags(3));
+    EXPECT_EQ(0, c.numFlaggedReads);
+
+    // The rename table answers for reference records only.
+    testsupport::writeFile(td.path("rename"), "chr1\tchromosome1\tlibX\n");
+    c.buildSeqRenameTable(td.path("rename"));
+    EXPECT_STREQ("chromosome1", c.getAccno(3));
+    EXPECT_EXIT(c.scmList[0].setClipPoint(16384), ExitedWithCode(255),
+                "Assertion:  clipPt < 1 << \\(24 - NUMFILEINDEXBITS\\)");
+}
+
+}  // namespace
