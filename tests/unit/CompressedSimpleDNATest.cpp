@@ -63,10 +63,9 @@ TEST(CompressedSimpleDNATest, PackedLayout) {
     packed.setSequence(13, text, false);
     EXPECT_EQ(unpack(grown, 0, 13), text);
     for (int w = 0; w < 2; w++) EXPECT_EQ(grown.words[w], packed.words[w]);
-    CompressedSimpleDNA big;
     std::string many(1003, 'G');
-    for (char c : many) big.append(c);
-    EXPECT_EQ(unpack(big, 0, 1003), many);
+    for (char c : many) grown.append(c);  // grows past the first array
+    EXPECT_EQ(unpack(grown, 13, 1003), many);
 }
 
 TEST(CompressedSimpleDNATest, CoarseScores) {

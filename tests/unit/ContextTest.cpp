@@ -177,6 +177,8 @@ TEST(ContextLookupTest, ConstructorOptions) {
     EXPECT_EQ(flat.projectLockFd, -1);  // without load nothing is locked
     EXPECT_TRUE(flat.readFiles.empty());
 
+    EXPECT_DEATH(Context(dir.path("none"), "mapping", false, false, false),
+                 "Assertion:  s != __null");
     EXPECT_EXIT(
         Context(proj, "Mapping", false, false, false), testing::ExitedWithCode(255),
         exactly("Error:  Directory not a mapping or assembly project directory:  " + proj + "\n"));

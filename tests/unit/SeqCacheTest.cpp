@@ -1,17 +1,21 @@
 // The read cache on a real project: reads fetched from an SFF file, stored
 // clip points, the node budget with pins, output-list misses, and names.
-#include "SeqCache.h"
-
 #include <gtest/gtest.h>
 
+#include <cstring>
+
+#include "CompressedDNASet.h"
 #include "Context.h"
 #include "InputFile.h"
 #include "ProjectBuilder.h"
+#include "SeqCache.h"
 #include "SeqFile.h"
 #include "Sequence.h"
 #include "SffWriter.h"
 #include "StringSet.h"
 #include "TestSupport.h"
+#include "Util.h"
+#include "stringbuffer.h"
 
 using ::testing::ExitedWithCode;
 
@@ -77,6 +81,78 @@ TEST(SeqCacheTest, FetchesReadsWithStoredClipPoints) {
     EXPECT_EQ(4, c.getSeqLength(0));
     EXPECT_EXIT(c.getSequence(2, true), ExitedWithCode(255),
                 "Assertion:  seqId >= 0 && seqId < \\(int\\)scmList.size\\(\\)");
+}
+
+// Real SFF files through the state files and the cache: names, used parts and
+// the end of the read data agree with the expected values beside the files.
+TEST(SeqCacheTest, RealFilesThroughTheStore) {
+    std::string data = testsupport::sharedTestData();
+    if (data.empty()) GTEST_SKIP() << "shared test data not found: " << SHARED_TESTDATA;
+    testsupport::TempDir td;
+    ProjectBuilder pb(td.path("proj"));
+    pb.addSffFile(data + "/sff/greek.sff");
+    pb.addSffFile(data + "/sff/E3MFGYR02_no_manifest.sff");
+    pb.write();
+    Context* ctx = new Context(td.path("proj"), "mapping", true, false, false);
+    SeqCache* c = new SeqCache(ctx, false);
+    c->readAndUpdate(nullptr, true, true);
+    // Sizes measured again when the file list has none.
+    for (SeqFile* f : c->getSeqFileList()) f->fileSize = 0;
+    c->write(true, false);
+    c = new SeqCache(ctx, false);
+    c->readAndUpdate(nullptr, true, true);
+    ASSERT_EQ(34, c->getNumReads());
+    EXPECT_EQ(65040u, c->getSeqFileList()[0]->fileSize);
+    EXPECT_EQ(16824u, c->getSeqFileList()[1]->fileSize);  // the index ends 4 bytes short
+
+    int seqId = 0;
+    for (const char* name : {"greek", "E3MFGYR02_no_manifest"}) {
+        std::vector<std::string> lines, cols;
+        std::string tsv = testsupport::readFile(data + "/sff/" + name + ".sff.tsv");
+        split(tsv.c_str(), '\n', lines, false);
+        for (size_t i = 1; i < lines.size(); i++, seqId++) {
+            if (lines[i].empty()) break;
+            split(lines[i].c_str(), '\t', cols, false);
+            Sequence* s = c->getSequence(seqId, true, true);
+            ASSERT_NE(nullptr, s);
+            EXPECT_EQ(cols[1], c->getAccno(seqId));
+            EXPECT_STREQ(cols[1].c_str(), s->accno.c_str());
+            EXPECT_EQ(std::stoi(cols[15]), s->length) << cols[1];
+            EXPECT_EQ(std::stoi(cols[13]) - 1, s->clipLeft) << cols[1];
+            stringbuffer used(1000);
+            s->getSubstring(used, 1, s->length);
+            EXPECT_EQ(cols[16], used.c_str()) << cols[1];
+        }
+    }
+    EXPECT_EQ(34, seqId);
+}
+
+TEST(SeqCacheTest, BulkLoadStoresUsedPartsInThePackedSet) {
+    CacheProject p;
+    p.sff.add("u1", "TTACGGAC", 3, 6);
+    p.sff.add("u2", "TACGTACG");
+    p.sff.add("u3", "TACGTACG");
+    p.build();
+    SeqCache& c = *p.cache;
+    // Read 3 as a left pair half: its clip point counts in the flipped read.
+    c.scmList[2].setFlags(SCM_LEFT_HALF);
+    c.scmList[2].setClipPoint(2);
+    c.scmList[2].length = 3;
+    testing::internal::CaptureStdout();
+    c.loadSeqBases();
+    EXPECT_EQ("Loading bases and scores into memory...\n\r   -> 3 of 3\n",
+              testing::internal::GetCapturedStdout());
+    const char* expected[] = {"ACGG", "TACGTACG", "GTA"};
+    for (int i = 0; i < 3; i++) {
+        stringbuffer out(100);
+        ASSERT_EQ((int)strlen(expected[i]), c.seqBases->length(i));
+        c.seqBases->getSequence(i, out, 0, c.seqBases->length(i));
+        EXPECT_STREQ(expected[i], out.c_str());
+    }
+    std::vector<uint8_t> scores;
+    c.seqBases->getScores(0, scores, 0, 4);
+    EXPECT_EQ(std::vector<uint8_t>(4, 33), scores);  // score 30 reads back as its class
+    EXPECT_EXIT(c.loadSeqBases(), ExitedWithCode(255), "Assertion:  jobs.size\\(\\) > 0");
 }
 
 TEST(SeqCacheTest, PinsPushPastTheBudgetAndOldestGoFirst) {

@@ -218,6 +218,21 @@ TEST_F(SeqFileTest, FlowsScoresAndPartialReads) {
     EXPECT_EQ(s.flowgram.size(), 8u);
     EXPECT_EQ(s.length, 0);
     delete f;
+
+    // A data section of exactly a multiple of 8 has no padding: the next entry follows at once.
+    SffWriter w4(4);
+    w4.add("even", "TTAACCGG");
+    w4.add("next", "TACG");
+    SeqFile* g = view(w4, "even.sff", false);
+    EXPECT_EQ(w4.offsets[1] - w4.offsets[0], 24u + 32u);
+    g->fileSize = w4.indexOffset;
+    read(g, s, 0);
+    EXPECT_EQ(g->lastReadLength, 32);
+    EXPECT_EQ(raw(s), "TTAACCGG");
+    read(g, s, 1);
+    EXPECT_EQ(s.accno.str(), "next");
+    EXPECT_EQ(raw(s), "TACG");
+    delete g;
 }
 
 // The halves of a pair: suffix, clip point and length, the left half reverse-complemented.

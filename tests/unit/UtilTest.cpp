@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdint>
 
 #include "Logger.h"
@@ -27,7 +26,6 @@ void dieInExitHandler() {
 TEST(UtilTest, DieAndSafeExitStatuses) {
     EXPECT_EXIT(die("x\n"), ExitedWithCode(255), "^x\n$");
     EXPECT_EXIT(safeExit(0), ExitedWithCode(0), "^$");
-    EXPECT_EXIT(safeExit(7), ExitedWithCode(7), "^$");
     // A long message is cut at the buffer size, not overrun.
     TempDir dir;
     std::string longText(30000, 'z');
@@ -60,8 +58,9 @@ TEST(UtilTest, DieReturnsOnceExitHasBegun) {
 }
 
 TEST(UtilTest, FatalPrintsStackThenMessageAndSupportLine) {
-    std::string pattern = std::string("^\n\nCall Stack:\n(   [0-9]+:  [^\n]*\n)+   1:  [^\n]*\n\n") +
-                          "Error:  boom 5\n" + SUPPORT + "$";
+    std::string pattern =
+        std::string("^\n\nCall Stack:\n(   [0-9]+:  [^\n]*\n)+   1:  [^\n]*\n\n") +
+        "Error:  boom 5\n" + SUPPORT + "$";
     EXPECT_EXIT(fatal("Error:  boom %d\n", 5), ExitedWithCode(255), pattern);
 }
 
@@ -74,19 +73,6 @@ TEST(UtilTest, FailedAssertionNamesExpressionFunctionFileAndLine) {
         "Location: '[^']*'   \\[UtilTest.cpp:" +
         std::to_string(line) + "\\]\n" + SUPPORT + "$";
     EXPECT_EXIT(failing(), ExitedWithCode(255), "^\nCall Stack:\n.*" + pattern);
-}
-
-TEST(UtilTest, PrintStackTraceNumbersFramesDownToOne) {
-    TempDir dir;
-    std::string path = dir.path("stack.txt");
-    FILE* fp = fopen(path.c_str(), "w");
-    printStackTrace(fp);
-    fclose(fp);
-    std::string text = readFile(path);
-    ASSERT_EQ(0u, text.find("\nCall Stack:\n"));
-    EXPECT_NE(std::string::npos, text.find("PrintStackTraceNumbersFramesDownToOne"));
-    EXPECT_NE(std::string::npos, text.find("\n   1:  "));
-    EXPECT_EQ(std::string::npos, text.find("printStackTrace"));
 }
 
 TEST(UtilTest, WarnToErrorLogStartsOnItsOwnLineWithoutStamp) {
@@ -107,46 +93,27 @@ TEST(UtilTest, WarnToErrorLogStartsOnItsOwnLineWithoutStamp) {
     EXPECT_EQ("partial\nWarning:  first 1\nWarning:  second\n", readFile(path));
 }
 
-TEST(UtilTest, DieAndFatalGoToErrorLogOnly) {
+TEST(UtilTest, FatalGoesToErrorLogOnly) {
     TempDir dir;
     std::string path = dir.path("err.log");
     EXPECT_EXIT(
         {
-            Logger* log = new Logger(path, 0);
-            setDieErrorLog(log);
-            die("Error:  to the log\n");
-        },
-        ExitedWithCode(255), "^$");
-    EXPECT_EQ("Error:  to the log\n", readFile(path));
-    EXPECT_EXIT(
-        {
-            Logger* log = new Logger(path, 0);
-            setDieErrorLog(log);
+            setDieErrorLog(new Logger(path, 0));
             fatal("Error:  fatal to the log\n");
         },
         ExitedWithCode(255), "^$");
     std::string text = readFile(path);
-    EXPECT_EQ(0u, text.find("\n\nCall Stack:\n")) << text;
     std::string tail = std::string("\nError:  fatal to the log\n") + SUPPORT;
+    EXPECT_EQ(0u, text.find("\n\nCall Stack:\n   ")) << text;
     EXPECT_EQ(text.size() - tail.size(), text.rfind(tail)) << text;
 }
 
-TEST(UtilTest, SafeAllocationDiesWhenMemoryRunsOut) {
+TEST(UtilTest, MemoryFootprintAndSafeAllocation) {
     EXPECT_EXIT(safeMalloc(SIZE_MAX / 2), ExitedWithCode(255),
                 "^Error:  The computation ran out of memory and is unable to continue.\n$");
-    EXPECT_EXIT(safeRealloc(nullptr, SIZE_MAX / 2), ExitedWithCode(255),
-                "^Error:  The computation ran out of memory and is unable to continue.\n$");
-    char* copy = safeStrdup("abc");
-    EXPECT_STREQ("abc", copy);
-    safeFree(copy);
-}
-
-TEST(UtilTest, MemoryFootprintReadsTheTwentyThirdField) {
     EXPECT_GT(getMemoryFootprint(), 0);
     TempDir dir;
     EXPECT_EQ(0, getMemoryFootprint(dir.path("missing").c_str()));
-    writeFile(dir.path("empty"), "");
-    EXPECT_EQ(0, getMemoryFootprint(dir.path("empty").c_str()));
     std::string fields;
     for (int i = 1; i <= 22; i++) fields += std::to_string(i) + (i % 2 ? " " : "  \t");
     writeFile(dir.path("short"), fields);
@@ -155,72 +122,25 @@ TEST(UtilTest, MemoryFootprintReadsTheTwentyThirdField) {
     EXPECT_EQ(123456789, getMemoryFootprint(dir.path("stat").c_str()));
 }
 
-TEST(UtilTest, AskReadsAnswersFromStandardInput) {
-    TempDir dir;
-    writeFile(dir.path("yes"), "yes\n");
-    writeFile(dir.path("stack"), "d\nq\n");
-    writeFile(dir.path("no"), "n\n");
-    writeFile(dir.path("none"), "");
-    EXPECT_EXIT(
-        {
-            freopen(dir.path("yes").c_str(), "r", stdin);
-            int c = ask(stderr);
-            _exit(c == 'y' ? 0 : 1);
-        },
-        ExitedWithCode(0), "^Continue\\? $");
-    EXPECT_EXIT(
-        {
-            freopen(dir.path("stack").c_str(), "r", stdin);
-            freopen(dir.path("stack.out").c_str(), "w", stdout);
-            int c = ask(stderr);
-            fflush(stdout);
-            _exit(c == 'q' ? 0 : 1);
-        },
-        ExitedWithCode(0), "^Continue\\? Continue\\? $");
-    EXPECT_EQ(0u, readFile(dir.path("stack.out")).find("\nCall Stack:\n"));
-    EXPECT_EXIT(
-        {
-            freopen(dir.path("no").c_str(), "r", stdin);
-            ask(stderr);
-        },
-        ExitedWithCode(255), "^Continue\\? $");
-    EXPECT_EXIT(
-        {
-            freopen(dir.path("none").c_str(), "r", stdin);
-            ask(stderr);
-        },
-        ExitedWithCode(255), "Assertion:  s != __null\n");
-}
-
 TEST(UtilTest, TextHelpers) {
     const char* hay = "Gene ABC1 here";
     EXPECT_EQ(hay + 5, caseStrStr(hay, "abc1"));
     EXPECT_EQ(nullptr, caseStrStr(hay, "abd"));
-    EXPECT_EQ(nullptr, caseStrStr(hay, "HERE!"));
     std::string s = "MiXed-1";
     toUpperCase(s);
     EXPECT_EQ("MIXED-1", s);
-    toLowerCase(s);
-    EXPECT_EQ("mixed-1", s);
 
     int v = 99;
     EXPECT_TRUE(str2int("-42", v));
     EXPECT_EQ(-42, v);
-    for (const char* bad : {"", "4x", "x", "99999999999", "1.5"}) {
-        v = 99;
-        EXPECT_FALSE(str2int(bad, v)) << bad;
-        EXPECT_EQ(99, v) << bad;
-    }
+    for (const char* bad : {"", "4x", "99999999999", "1.5"}) EXPECT_FALSE(str2int(bad, v)) << bad;
+    EXPECT_EQ(-42, v);
     EXPECT_EQ(18446744073709551615ULL, str2uint64("18446744073709551615"));
-    EXPECT_EQ("-7", itos(-7));
-    EXPECT_EQ(std::to_string(INT_MAX), itos(INT_MAX));
     EXPECT_EQ("18446744073709551615", uint64tos(18446744073709551615UL));
 
     std::vector<std::string> parts = {"old"};
     split(" a , b,,c ", ',', parts, true);
     EXPECT_EQ((std::vector<std::string>{"a", "b", "", "c"}), parts);
-    split(" a , b", ',', parts, false);
-    EXPECT_EQ((std::vector<std::string>{" a ", " b"}), parts);
     split("", ',', parts, true);
     EXPECT_TRUE(parts.empty());
 }
@@ -233,8 +153,4 @@ TEST(UtilTest, ExecutablePathAndOpenFile) {
     std::string path = dir.path("missing/file.txt");
     EXPECT_EXIT(openFile(path.c_str(), "r"), ExitedWithCode(255),
                 "^Error:  Unable to open file " + path + " in mode 'r'.\n$");
-    writeFile(dir.path("f"), "abc");
-    FILE* fp = openFile(dir.path("f").c_str(), "r");
-    ASSERT_NE(nullptr, fp);
-    fclose(fp);
 }

@@ -10,11 +10,7 @@ using testsupport::TempDir;
 using testsupport::writeFile;
 
 TEST(stringbufferTest, CapacityAndGrowth) {
-    stringbuffer small(1, 0);
-    EXPECT_EQ(32, small.capacity());
-    EXPECT_EQ(0, small.length());
-    EXPECT_EQ('\0', small.text()[0]);
-
+    EXPECT_EQ(32, stringbuffer(1, 0).capacity());
     stringbuffer b(64, 0);
     b._expand(62);
     EXPECT_EQ(64, b.capacity());
@@ -22,128 +18,68 @@ TEST(stringbufferTest, CapacityAndGrowth) {
     b._expand(63);
     EXPECT_EQ(128, b.capacity());
     EXPECT_STREQ("abc", b.c_str());
-    // Doubling goes on until needed + 1 fits below the capacity.
-    b._expand(600);
+    b._expand(600);  // doubles until needed + 1 fits
     EXPECT_EQ(1024, b.capacity());
-
     stringbuffer stepped(40, 10);
-    stepped._expand(39);
-    EXPECT_EQ(50, stepped.capacity());
     stepped._expand(75);
     EXPECT_EQ(80, stepped.capacity());
-
     b.reset(40);
     EXPECT_EQ(40, b.capacity());
     EXPECT_EQ(0, b.length());
-    for (int i = 0; i < 40; i++) EXPECT_EQ(0, b.text()[i]) << i;
+    EXPECT_EQ(std::string(40, '\0'), std::string(b.text(), 40));
 }
 
 TEST(stringbufferTest, EditingKeepsLengthAndTerminator) {
     stringbuffer b(32, 0);
     b.append("ACGT", 2);
     b.append('G');
-    b.append(std::string("TT"));
-    EXPECT_STREQ("ACGTT", b.c_str());
-    EXPECT_EQ(5, b.length());
-
     b.insert(0, "NN");
-    b.insert(7, "X");
+    b.insert(5, "X");
     b.insert(3, 'g');
-    EXPECT_STREQ("NNAgCGTTX", b.c_str());
+    EXPECT_STREQ("NNAgCGX", b.c_str());
     b.erase(2, 2);
-    EXPECT_STREQ("NNCGTTX", b.c_str());
-    b.erase(5, 100);
-    EXPECT_STREQ("NNCGT", b.c_str());
-    EXPECT_EQ(5, b.length());
-    b.erase(9, 1);
-    EXPECT_STREQ("NNCGT", b.c_str());
-
-    EXPECT_EQ("CG", b.substring(2, 2));
-    EXPECT_EQ("GT", b.substring(3, 50));
-    EXPECT_EQ("", b.substring(5, 1));
-    stringbuffer part;
-    b.substring(1, 3, part);
-    EXPECT_STREQ("NCG", part.c_str());
-
+    b.erase(4, 100);
+    EXPECT_STREQ("NNCG", b.c_str());
+    EXPECT_EQ(4, b.length());
+    EXPECT_EQ("CG", b.substring(2, 50));
     // Parts of the buffer itself may be inserted or assigned.
-    b.insert(0, b.text() + 3, 2);
-    EXPECT_STREQ("GTNNCGT", b.c_str());
+    b.insert(0, b.text() + 2, 2);
+    EXPECT_STREQ("CGNNCG", b.c_str());
     b.assign(b.text() + 2, 3);
     EXPECT_STREQ("NNC", b.c_str());
-
-    b.appendf("%s-%05d", "x", 42);
-    EXPECT_STREQ("NNCx-00042", b.c_str());
-    std::string big(5000, 'q');
-    b.appendf("%s!", big.c_str());
-    EXPECT_EQ(10 + 5001, b.length());
-    EXPECT_EQ('!', b.text()[b.length() - 1]);
-    EXPECT_EQ(0, b.text()[b.length()]);
-
-    b.length() = 0;
-    b.text()[0] = 0;
-    EXPECT_STREQ("", b.c_str());
-    b.setLength(3);
-    EXPECT_EQ(3, b.length());
-    EXPECT_EQ(0, b.text()[3]);
-
-    stringbuffer copy(part);
-    copy.append('Z');
-    EXPECT_STREQ("NCG", part.c_str());
-    EXPECT_STREQ("NCGZ", copy.c_str());
+    b.appendf("%s!", std::string(5000, 'q').c_str());
+    EXPECT_EQ(3 + 5001, b.length());
+    EXPECT_EQ("q!", b.substring(b.length() - 2, 5));
 }
 
-TEST(stringbufferTest, GetlineFromFile) {
+TEST(stringbufferTest, GetlineFromFileAndText) {
     TempDir dir;
-    std::string line999(998, 'a');
-    std::string line1500(1500, 'b');
-    std::string line5000(5000, 'c');
-    writeFile(dir.path("in.txt"),
-              "first\n" + line999 + "\n" + line1500 + "\n\n" + line5000 + "\nlast");
-    FILE* fp = fopen(dir.path("in.txt").c_str(), "r");
-    ASSERT_NE(nullptr, fp);
+    std::string line999(998, 'a'), line1500(1500, 'b');
+    writeFile(dir.path("in"), "first\n" + line999 + "\n" + line1500 + "\n\nlast");
+    FILE* fp = fopen(dir.path("in").c_str(), "r");
     stringbuffer b;
-    ASSERT_TRUE(b.getline(fp));
-    EXPECT_STREQ("first\n", b.c_str());
-    ASSERT_TRUE(b.getline(fp));
-    EXPECT_EQ(line999 + "\n", b.str());
-    ASSERT_TRUE(b.getline(fp));
-    EXPECT_EQ(line1500 + "\n", b.str());
-    EXPECT_EQ(1501, b.length());
-    ASSERT_TRUE(b.getline(fp));
-    EXPECT_STREQ("\n", b.c_str());
-    ASSERT_TRUE(b.getline(fp));
-    EXPECT_EQ(line5000 + "\n", b.str());
-    ASSERT_TRUE(b.getline(fp));
-    EXPECT_STREQ("last", b.c_str());
-    EXPECT_FALSE(b.getline(fp));
-    EXPECT_EQ(0, b.length());
-    EXPECT_STREQ("", b.c_str());
+    std::vector<std::string> lines;
+    while (b.getline(fp)) lines.push_back(b.str());
     fclose(fp);
-}
+    EXPECT_EQ((std::vector<std::string>{"first\n", line999 + "\n", line1500 + "\n", "\n", "last"}),
+              lines);
+    EXPECT_EQ(0, b.length());
 
-TEST(stringbufferTest, GetlineFromText) {
-    stringbuffer b;
     EXPECT_TRUE(b.getline("name\tvalue\tmore", '\t'));
     EXPECT_STREQ("name\t", b.c_str());
     EXPECT_TRUE(b.getline("no separator", '\t'));
     EXPECT_STREQ("no separator", b.c_str());
     EXPECT_FALSE(b.getline("", '\t'));
-    EXPECT_EQ(0, b.length());
 }
 
 TEST(stringbufferTest, FreeDoesNothingOnceExitHasBegun) {
     EXPECT_EXIT(
         {
-            stringbuffer* b = new stringbuffer(64, 0);
-            b->append("kept");
+            stringbuffer* b = new stringbuffer("kept");
             StringBufferRecord* record = b->sb;
             atexitFlag = true;
             b->_free();
-            bool kept = b->sb == record && strcmp(record->text, "kept") == 0;
-            _exit(kept ? 0 : 1);
+            _exit(b->sb == record && strcmp(record->text, "kept") == 0 ? 0 : 1);
         },
         ExitedWithCode(0), "");
-    stringbuffer b(64, 0);
-    b._free();
-    EXPECT_EQ(nullptr, b.sb);
 }

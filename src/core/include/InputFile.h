@@ -77,7 +77,7 @@ public:
     // STS form: a map file with its sequence file.
     InputFile(std::string path, std::string stsSeqFilename, bool removeFlag);
 
-    // Type tests.
+    // Type and content tests.
     bool isSFFFile() const { return fileType == SFF_FILE; }
     bool isFastaFile() const { return fileType == FASTA_FILE; }
     bool isFastqFile() const { return fileType == FASTQ_FILE; }
@@ -90,6 +90,7 @@ public:
     const std::string& getPath() const { return path; }
     // The link path for an SFF file, the path for any other.
     const std::string& getProjectFilePath() const;
+    // Name of the file in messages.
     const std::string& getDisplayName() const { return displayName; }
     // Path of the separate quality file of a FASTA file.
     const std::string& getQualPath() const;

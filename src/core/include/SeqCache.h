@@ -71,6 +71,19 @@ public:
     std::string library;
 };
 
+// A run of reads of one file whose entries are read with one pread, for the
+// bulk load of bases and scores into the packed set.
+class SeqBasesJob {
+public:
+    int firstSeqId = 0;
+    int endSeqId = 0;  // one past the last read of the job
+    int fileIdx = -2;
+    uint64_t offset = 0;
+    uint64_t endOffset = 0;
+    char* buffer = nullptr;
+    size_t capacity = 0;
+};
+
 class SeqCache {
 public:
     Context* context;
@@ -151,7 +164,7 @@ public:
 
     // Applies the stored clip point and length to a freshly read object.
     void setClipPoints(Sequence* seq, int seqId);
-    // Forgets the stored used part, so that the next read learns it anew.
+    // Makes the whole raw read the used part, in the record and the cached object.
     void resetSeqClipToRaw(int seqId);
     // Sets the used part of a read to 1-based start..end of its raw bases.
     void resetTrimmedSeq(int seqId, const char* bases, const uint8_t* scores, int start, int end);
@@ -173,8 +186,11 @@ public:
     void setAccno(int seqId, const char* name, int len);
     // Used bases of the read as stored.
     int getSeqLength(int seqId) const { return (int)scmList[seqId].length; }
+    // 1-based left end of the used part as stored; 0 when not set.
     int getClipPoint(int seqId) const { return scmList[seqId].getClipPoint(); }
+    // The flag byte of the read's record.
     int getFlags(int seqId) const { return scmList[seqId].getFlags(); }
+    // Replaces the flag byte of the read's record.
     void setFlags(int seqId, int flags) { scmList[seqId].setFlags(flags); }
     // Number of stored records.
     int getNumReads() const { return (int)scmList.size(); }
@@ -185,19 +201,28 @@ public:
     // The files of the store, in file index order.
     std::vector<SeqFile*>& getSeqFileList() { return sfmList; }
 
-    // Sums over the files. getNumBases and getNumFullReads skip paired files.
+    // Bases of the files without pairs.
     uint64_t getNumBases() const;
+    // Reads of the files without pairs.
     int getNumFullReads() const;
+    // Pairs of all files.
     int getNumPairs() const;
+    // Longest stored read of any file.
     int getMaxSeqLength() const;
+    // Stored long reads (50 bases or more) of all files.
     int getNumTrimmed() const;
+    // Bases of the reference files.
     uint64_t getNumRefSeqBases() const;
 
     // ---- Disk advice ----
 
+    // Sequential (on) or random (off) read advice for every file.
     void setFileReadMode(bool on);
+    // Advises the kernel of one read's byte range: will-need, or done.
     void doFileReadAdvise(int seqId, bool on);
+    // Ends the previous advice and asks the kernel to fetch the listed reads.
     void adviseFillFromDisk(const std::vector<int>& seqIds);
+    // Closes every open read file.
     void closeSeqFiles();
 
     // ---- Output lists ----
@@ -212,12 +237,27 @@ public:
     void newSetOutputSeqList();
     // Reads the listed reads into fresh nodes (from a serial file if path is set).
     void newReadOutputSeqList(const std::vector<int>& seqIds, const std::string& path);
-    // Serial I/O lists.
+    // Appends a read to the serial read order of an iteration.
     void addToSequentialOutputList(int seqId, int iteration);
+    // Makes the iteration's reads the batch and reads them from the read files.
     void readOutputSeqListSequential(int iteration);
+    // Makes the listed reads the batch, decoding them from a serial file whose
+    // raw entries follow the list's order.
     void readOutputSeqListSequential(int iteration, const std::string& path,
                                      const std::vector<int>& seqIds);
+    // Dumps the serial lists to "seqIdList" in the project's sub-directory.
     void printSequentialIdList();
+
+    // ---- Bulk load into the packed set ----
+
+    // Stores the used part of one read (bases and scores) in the packed set.
+    void readSeqBases(int seqId);
+    // Stores every read not yet in the packed set, file by file in large reads.
+    void loadSeqBases();
+    // Reads the job's byte range from its file into the job's buffer.
+    void sbJobRead(SeqBasesJob* job);
+    // Decodes each read of the job from the buffer and stores its used part.
+    void sbJobProcess(SeqBasesJob* job);
 
     // Decides whether short reads take part (see setUseShortReads rules).
     void setUseShortReads();
@@ -243,8 +283,8 @@ public:
     void buildSeqRenameTable(const std::string& path);
 
 private:
-    bool readSeqFileMetadata(const std::string& path, const std::string& sffDir,
-                             int setRefCount, bool reconcile);
+    bool readSeqFileMetadata(const std::string& path, const std::string& sffDir, int setRefCount,
+                             bool reconcile);
     void readSeqCacheMetadata(const std::string& path);
     void unlinkNode(SeqCacheNode* node);
     void linkAtHead(SeqCacheNode* node);

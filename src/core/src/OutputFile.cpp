@@ -30,7 +30,11 @@ void OutputFile::open(const char* path, const char* omode, int errorMode) {
     if (!fp) {
         _error("Error:  Could not open file:  %s\n", path);
         filename.clear();
+        return;
     }
+    // The batch is the buffer: each write goes straight to the file, so that a
+    // full disk shows at the write that meets it.
+    setvbuf(fp, nullptr, _IONBF, 0);
 }
 
 void OutputFile::print(const char* format, ...) {

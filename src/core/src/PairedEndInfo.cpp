@@ -269,7 +269,9 @@ bool PairedEndInfo::getPairTemplate(int seqId, std::string& buffer) const {
 void PairedEndInfo::addPairDistance(int libraryId, int seqId, int distance) {
     (void)seqId;
     ASSERT(distance >= 0);
+    // clang-format off
     ASSERT(libraryId >= 0 && libraryId < (int) libraries.size());
+    // clang-format on
     if (distance > MAX_DISTANCE) return;
     PairedEndLibrary& lib = libraries[libraryId];
     lib.numDistances++;
@@ -446,9 +448,10 @@ void PairedEndInfo::printDist(FILE* fp) {
     for (PairedEndLibrary& lib : libraries) {
         int used = 0;
         for (int i = 0; i < PAIR_NUM_BINS; i++) used += lib.shortBins[i] + lib.longBins[i];
-        fprintf(fp, "Library %s:   %d pairs, %d pairs used, %.1f avgdist, %.1f stddev, range %d..%d\n",
-                lib.name.c_str(), lib.numPairs, used, lib.meanDistance, lib.stdDev,
-                lib.minDistance, lib.maxDistance);
+        fprintf(fp,
+                "Library %s:   %d pairs, %d pairs used, %.1f avgdist, %.1f stddev, range %d..%d\n",
+                lib.name.c_str(), lib.numPairs, used, lib.meanDistance, lib.stdDev, lib.minDistance,
+                lib.maxDistance);
         for (int i = 0; i < PAIR_NUM_BINS; i++)
             if (lib.shortBins[i]) fprintf(fp, "   %5d:  %d\n", i * 100 + 50, lib.shortBins[i]);
         for (int i = 0; i < PAIR_NUM_BINS; i++)

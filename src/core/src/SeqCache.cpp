@@ -3,6 +3,8 @@
 // SeqCacheMetadata.cpp.
 #include "SeqCache.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -11,6 +13,7 @@
 #include "InputFile.h"
 #include "PairedEndInfo.h"
 #include "SeqFile.h"
+#include "SeqUtil.h"
 #include "Sequence.h"
 #include "StringSet.h"
 #include "Util.h"
@@ -151,8 +154,8 @@ int SeqCache::getPairOtherId(int seqId) {
 }
 
 void SeqCache::resetFlags() {
-    const uint32_t clear = ~(uint32_t)(SCM_WORK_FLAG_4 | SCM_WORK_FLAG_8 | SCM_COUNTED |
-                                       SCM_WORK_FLAG_128);
+    const uint32_t clear =
+        ~(uint32_t)(SCM_WORK_FLAG_4 | SCM_WORK_FLAG_8 | SCM_COUNTED | SCM_WORK_FLAG_128);
     for (SeqCacheMetadata& rec : scmList) rec.clipWord &= clear;
     numFlaggedReads = 0;
 }
@@ -369,11 +372,13 @@ Sequence* SeqCache::getSequence(int seqId, bool needBases, bool needScores, bool
         }
         numCacheMisses++;
         if (numCacheMisses < MISS_WARN_LIMIT)
-            warn("        Warning:  Requested sequence is not in the cache. Fetching it from the "
-                 "file system...\n");
+            warn(
+                "        Warning:  Requested sequence is not in the cache. Fetching it from the "
+                "file system...\n");
         else if (numCacheMisses == MISS_WARN_LIMIT)
-            warn("        Warning:  Input contains many reads which are not in the cache. The "
-                 "file I/O might slow down the computation\n");
+            warn(
+                "        Warning:  Input contains many reads which are not in the cache. The "
+                "file I/O might slow down the computation\n");
     }
 
     if (seqId >= (int)theCache.size()) theCache.resize(seqId + 1, nullptr);
@@ -455,7 +460,9 @@ void SeqCache::setFileReadMode(bool on) {
     for (SeqFile* f : sfmList) f->setFileReadMode(on);
 }
 
-void SeqCache::doFileReadAdvise(int seqId, bool on) { getSeqFile(seqId)->doFileReadAdvise(seqId, on); }
+void SeqCache::doFileReadAdvise(int seqId, bool on) {
+    getSeqFile(seqId)->doFileReadAdvise(seqId, on);
+}
 
 void SeqCache::adviseFillFromDisk(const std::vector<int>& seqIds) {
     for (int seqId : pendingAdvice) doFileReadAdvise(seqId, false);
@@ -498,8 +505,7 @@ void SeqCache::addToOutputSeqList(int seqId) {
     numNodes++;
 }
 
-void SeqCache::readOutputSeqList(bool needBases, bool needScores, bool needFlows,
-                                 bool fromFiles) {
+void SeqCache::readOutputSeqList(bool needBases, bool needScores, bool needFlows, bool fromFiles) {
     int n = (int)theCache.size();
     if (!fromFiles) {
         stringbuffer bases(1000);
@@ -598,8 +604,8 @@ static void readSerialEntries(SeqCache* cache, const std::string& path,
         f->readSequence(seq, f->getFileByteOffset(seqId), (uint32_t)size,
                         f->hasQualFile() ? f->getQualByteOffset(seqId) : 0, (uint32_t)qualSize,
                         (int)rec.length, clipPoint, rec.hasFlag(SCM_LEFT_HALF),
-                        rec.hasFlag(SCM_RIGHT_HALF), true, true, false, false, false,
-                        buffer.data(), true);
+                        rec.hasFlag(SCM_RIGHT_HALF), true, true, false, false, false, buffer.data(),
+                        true);
         seq->id = seqId;
         seq->inputFile = f->inputFile;
         cache->setClipPoints(seq, seqId);
@@ -660,6 +666,120 @@ void SeqCache::printSequentialIdList() {
         for (int seqId : sequentialList[i]) fprintf(fp, "\t%d\n", seqId);
     }
     fclose(fp);
+}
+
+// ---------------------------------------------------------------------------
+// Bulk load into the packed set
+
+namespace {
+
+const uint64_t JOB_BYTES = 100000;
+
+// Cuts the used part out of a raw read; a left pair half counts its clip point
+// in the reverse-complemented read, so it is flipped first.
+void storeUsedPart(CompressedDNASet* set, int seqId, const SeqCacheMetadata& rec,
+                   stringbuffer& bases, stringbuffer& scores) {
+    int n = bases.length();
+    if (rec.hasFlag(SCM_LEFT_HALF)) {
+        SeqUtil::revcomplement(bases);
+        std::reverse(scores.text(), scores.text() + scores.length());
+    }
+    int64_t left = rec.getClipPoint() > 0 ? rec.getClipPoint() : 1;
+    int64_t len = rec.getClipPoint() > 0 ? (int64_t)rec.length : n;
+    if (left + len - 1 > n || len < 1) {
+        left = 1;
+        len = 1;
+    }
+    const uint8_t* q = scores.length() >= n ? (const uint8_t*)scores.text() + left - 1 : nullptr;
+    set->setSequence(seqId, (int)len, bases.text() + left - 1, q);
+}
+
+}  // namespace
+
+void SeqCache::readSeqBases(int seqId) {
+    if (seqBases->hasSequence(seqId) || scmList[seqId].hasFlag(SCM_REFERENCE)) return;
+    SeqFile* f = getSeqFile(seqId);
+    SeqBasesJob job;
+    job.firstSeqId = seqId;
+    job.endSeqId = seqId + 1;
+    job.fileIdx = (int)scmList[seqId].fileIndex;
+    job.offset = f->getFileByteOffset(seqId);
+    job.endOffset = job.offset + f->getFileByteSize(seqId);
+    sbJobRead(&job);
+    sbJobProcess(&job);
+    free(job.buffer);
+}
+
+void SeqCache::loadSeqBases() {
+    printf("Loading bases and scores into memory...\n");
+    std::vector<SeqBasesJob> jobs;
+    int n = (int)scmList.size();
+    for (int seqId = 0; seqId < n; seqId++) {
+        const SeqCacheMetadata& rec = scmList[seqId];
+        if (rec.hasFlag(SCM_REFERENCE) || seqBases->hasSequence(seqId)) continue;
+        SeqFile* f = sfmList[rec.fileIndex];
+        uint64_t offset = f->getFileByteOffset(seqId);
+        uint64_t end = offset + f->getFileByteSize(seqId);
+        SeqBasesJob* job = jobs.empty() ? nullptr : &jobs.back();
+        if (!job || job->fileIdx != (int)rec.fileIndex || job->endSeqId != seqId ||
+            end - job->offset > JOB_BYTES) {
+            jobs.emplace_back();
+            job = &jobs.back();
+            job->firstSeqId = seqId;
+            job->fileIdx = (int)rec.fileIndex;
+            job->offset = offset;
+            job->endOffset = end;
+        }
+        job->endSeqId = seqId + 1;
+        job->endOffset = std::max(job->endOffset, end);
+    }
+    ASSERT(jobs.size() > 0);
+    int total = n, done = 0;
+    char* buffer = nullptr;
+    size_t capacity = 0;
+    for (SeqBasesJob& job : jobs) {
+        job.buffer = buffer;
+        job.capacity = capacity;
+        sbJobRead(&job);
+        sbJobProcess(&job);
+        buffer = job.buffer;
+        capacity = job.capacity;
+        for (int id = job.firstSeqId; id < job.endSeqId; id++)
+            if (++done % 100000 == 0) printf("\r   -> %d of %d", done, total);
+    }
+    free(buffer);
+    printf("\r   -> %d of %d\n", done, total);
+}
+
+void SeqCache::sbJobRead(SeqBasesJob* job) {
+    SeqFile* f = sfmList[job->fileIdx];
+    size_t need = (size_t)(job->endOffset - job->offset);
+    if (job->capacity < need) {
+        job->capacity = need + 100000;
+        job->buffer = (char*)safeRealloc(job->buffer, job->capacity);
+    }
+    f->openFile();
+    ssize_t got =
+        f->getFileFP() ? pread(fileno(f->getFileFP()), job->buffer, need, (off_t)job->offset) : -1;
+    if (got != (ssize_t)need) die("Error:  Unable to read data file for bases and scores.\n");
+}
+
+void SeqCache::sbJobProcess(SeqBasesJob* job) {
+    stringbuffer bases(1000), scores(1000);
+    for (int seqId = job->firstSeqId; seqId < job->endSeqId; seqId++) {
+        const SeqCacheMetadata& rec = scmList[seqId];
+        int idx = (int)rec.fileIndex;
+        if (rec.hasFlag(SCM_REFERENCE) || seqBases->hasSequence(seqId)) continue;
+        SeqFile* f = sfmList[idx];
+        uint64_t offset = f->getFileByteOffset(seqId);
+        uint64_t size = f->getFileByteSize(seqId);
+        ASSERT(job->fileIdx == idx && job->offset <= offset && offset + size <= job->endOffset);
+        bases.clear();
+        scores.clear();
+        f->readBasesAndScores(seqId, job->buffer + (offset - job->offset), (uint32_t)size, bases,
+                              scores);
+        storeUsedPart(seqBases, seqId, rec, bases, scores);
+    }
 }
 
 // ---------------------------------------------------------------------------

@@ -28,6 +28,12 @@ const char* const FORMAT_MSG = "Error:  Invalid format of project state files.\n
 const char* const VERSION_MSG = "Error:  Invalid version of project state files.\n";
 const char* const WRITE_MSG = "Error:  Cannot write project state files.\n";
 
+// One line of .SeqFileMetadata: the name and the 21 counters.
+// clang-format off
+const char* const FILE_LINE_FORMAT =
+    "%s\t%d\t%d\t%d\t%d\t%d\t%s\t%d\t%s\t%d\t%s\t%d\t%s\t%d\t%d\t%s\t%d\t%d\t%d\t%d\t%s\t%s\n";
+// clang-format on
+
 const int SCM_VERSION = 2;
 const uint32_t NO_SIZE = 0xFFFFFFFEu;
 
@@ -162,14 +168,13 @@ void SeqCache::writeSeqFileMetadata(const std::string& path) {
         // SFF files are named by their link in the sff directory, the rest by path.
         const std::string& name = f->isSFFFile() ? f->fileName : f->path;
         int qualFlag = (!f->isSFFFile() && f->inputFile && f->hasQual()) ? 1 : 0;
-        fprintf(fp, "%s\t%d\t%d\t%d\t%d\t%d\t%s\t%d\t%s\t%d\t%s\t%d\t%s\t%d\t%d\t%s\t%d\t%d\t%d\t%d\t%s\t%s\n",
-                name.c_str(), f->isSFFFile() ? 1 : 0, qualFlag, f->numFlows, f->bytesPerFlow,
-                f->numReads, uint64tos(f->numBases).c_str(), f->numLongReads,
+        fprintf(fp, FILE_LINE_FORMAT, name.c_str(), f->isSFFFile() ? 1 : 0, qualFlag, f->numFlows,
+                f->bytesPerFlow, f->numReads, uint64tos(f->numBases).c_str(), f->numLongReads,
                 uint64tos(f->numLongBases).c_str(), f->numShortReads,
                 uint64tos(f->numShortBases).c_str(), f->carriedCount1,
                 uint64tos(f->carriedBases1).c_str(), f->carriedCount2, f->carriedCount3,
-                uint64tos(f->carriedBases2).c_str(), f->maxSeqLength, f->numPairs,
-                f->carriedCount4, f->carriedCount5, uint64tos(f->fileSize).c_str(),
+                uint64tos(f->carriedBases2).c_str(), f->maxSeqLength, f->numPairs, f->carriedCount4,
+                f->carriedCount5, uint64tos(f->fileSize).c_str(),
                 uint64tos(f->qualFileSize).c_str());
     }
     if (ferror(fp)) {
@@ -279,14 +284,14 @@ bool SeqCache::readSeqFileMetadata(const std::string& path, const std::string& s
         char numBases[64] = "0", numLongBases[64] = "0", numShortBases[64] = "0";
         char carriedBases1[64] = "0", carriedBases2[64] = "0", fileSize[64] = "0";
         char qualFileSize[64] = "0";
-        int count = sscanf(tab + 1,
-                           "%d\t%d\t%d\t%d\t%d\t%63s\t%d\t%63s\t%d\t%63s\t%d\t%63s\t%d\t%d\t%63s\t%"
-                           "d\t%d\t%d\t%d\t%63s\t%63s",
-                           &sffFileFlag, &qualFileFlag, &numFlows, &bytesPerFlow, &numReads,
-                           numBases, &numLongReads, numLongBases, &numShortReads, numShortBases,
-                           &carriedCount1, carriedBases1, &carriedCount2, &carriedCount3,
-                           carriedBases2, &maxSeqLength, &numPairs, &carriedCount4,
-                           &carriedCount5, fileSize, qualFileSize);
+        int count =
+            sscanf(tab + 1,
+                   "%d\t%d\t%d\t%d\t%d\t%63s\t%d\t%63s\t%d\t%63s\t%d\t%63s\t%d\t%d\t%63s\t"
+                   "%d\t%d\t%d\t%d\t%63s\t%63s",
+                   &sffFileFlag, &qualFileFlag, &numFlows, &bytesPerFlow, &numReads, numBases,
+                   &numLongReads, numLongBases, &numShortReads, numShortBases, &carriedCount1,
+                   carriedBases1, &carriedCount2, &carriedCount3, carriedBases2, &maxSeqLength,
+                   &numPairs, &carriedCount4, &carriedCount5, fileSize, qualFileSize);
         if (count == EOF) {
             fclose(fp);
             die("%s", FORMAT_MSG);
@@ -310,7 +315,8 @@ bool SeqCache::readSeqFileMetadata(const std::string& path, const std::string& s
             qualFileFlag = 0;
         }
         if (count <= 11) numLongReads = 0, vNumLongBases = 0;
-        if (count <= 13) numShortReads = 0, vNumShortBases = 0, carriedCount3 = 0, vCarriedBases2 = 0;
+        if (count <= 13)
+            numShortReads = 0, vNumShortBases = 0, carriedCount3 = 0, vCarriedBases2 = 0;
         if (count <= 17) carriedCount4 = 0, carriedCount5 = 0;
         if (count <= 19) vFileSize = 0, vQualFileSize = 0;
 
@@ -445,6 +451,14 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     int base = (int)scmList.size();
     scmList.resize(base + count);
     byteList.resize(base + count);
+    // The name table is sized once for all records, and cut back after the
+    // last named one, so that reads without a name stay beyond its end.
+    int namesBefore = accnos->size();
+    int lastNamed = namesBefore - 1;
+    if (namesBefore < base + (int)count) {
+        accnos->pageIds.resize(base + count, StringSet::NO_PAGE);
+        accnos->offsets.resize(base + count, StringSet::NO_OFFSET);
+    }
     uint32_t prevFileIndex = 0;
     SeqFile* f = sfmList.empty() ? nullptr : sfmList[0];
     bool hasQualFile = f && f->hasQualFile();
@@ -530,21 +544,26 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             const char* text = (const char*)name;
             if (prefix && !prefix->empty() && accnoLength >= (int)prefix->size() &&
                 memcmp(text, prefix->data(), prefix->size()) == 0)
-                accnos->put(seqId, text + prefix->size(), accnoLength - (int)prefix->size(),
-                            true);
+                accnos->put(seqId, text + prefix->size(), accnoLength - (int)prefix->size(), true);
             else
                 accnos->put(seqId, text, accnoLength, false);
+            lastNamed = seqId;
         }
         if (flags & SCM_COUNTED) numFlaggedReads++;
     }
     close(fd);
+    if (accnos->size() > lastNamed + 1 && accnos->size() > namesBefore) {
+        int keep = std::max(lastNamed + 1, namesBefore);
+        accnos->pageIds.resize(keep);
+        accnos->offsets.resize(keep);
+    }
     totalReads = (int)scmList.size();
 }
 
 bool SeqCache::readAndUpdate(ChordMatrix* matrix, bool loadOnly, bool reconcile) {
     (void)matrix;
-    readMetadata(context->seqFileMetadataPath, context->seqCacheMetadataPath,
-                 context->sffDirectory, context->declaredRefCount, reconcile);
+    readMetadata(context->seqFileMetadataPath, context->seqCacheMetadataPath, context->sffDirectory,
+                 context->declaredRefCount, reconcile);
     if (reconcile) {
         if (!needsRebuild) {
             size_t numFiles = context->refFiles.size() + context->readFiles.size();

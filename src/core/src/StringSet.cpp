@@ -6,6 +6,11 @@
 
 #include "Util.h"
 
+#ifndef UINTNULL
+// The "none" value of unsigned ids; page ids must stay below it.
+#define UINTNULL 0xFFFFFFFEu
+#endif
+
 StringSet::StringSet() : pageFill(0), pageSize(0), defaultPageSize(65535) { pages.reserve(1000); }
 
 StringSet::~StringSet() {
@@ -18,7 +23,7 @@ void StringSet::put(int index, const char* chars, int n, bool marked) {
     if (pages.empty() || pageFill + need + 1 > pageSize) {
         // A new page; the old one keeps its strings, and its unused end is lost.
         int size = std::max(need + 1, defaultPageSize);
-        ASSERT(pages.size() < NO_PAGE);
+        ASSERT(pages.size() < UINTNULL);
         pages.push_back((char*)safeMalloc(size));
         pageSize = size;
         pageFill = 0;

@@ -112,25 +112,6 @@ SeqCache* changePathInfo(Context* context, ChangeList& changes, const string& so
     return cache;
 }
 
-// Byte size of the stored entry of a read: the stored size, or the distance to
-// the next different offset (pair halves share one entry), or to the file end.
-static uint32_t entrySize(SeqFile* file, int id, int last) {
-    uint64_t offset = file->getFileByteOffset(id);
-    int index = id - file->firstSeqId;
-    if (index < (int)file->fileByteSizes.size() && file->fileByteSizes[index] != SeqFile::DERIVE_SIZE)
-        return file->fileByteSizes[index];
-    uint64_t nextOffset = file->fileSize;
-    for (int next = id + 1; next <= last; next++) {
-        uint64_t o = file->getFileByteOffset(next);
-        if (o != offset) {
-            nextOffset = o;
-            break;
-        }
-    }
-    ASSERT(offset < nextOffset);
-    return (uint32_t)(nextOffset - offset);
-}
-
 // Cuts a trailing "/1" or "/2" off a name.
 static size_t withoutPairEnding(const string& name) {
     size_t n = name.size();
@@ -155,7 +136,7 @@ bool compareSeqFileMetaData(SeqCache* cache, SeqFile* file, const string& newPat
     int id = first;
     while (id <= last) {
         uint64_t offset = file->getFileByteOffset(id);
-        uint32_t size = entrySize(file, id, last);
+        uint32_t size = file->getFileByteSize(id);
         int clipPoint = cache->getClipPoint(id);
         int oldLength = cache->getSeqLength(id);
         seq->clear();
