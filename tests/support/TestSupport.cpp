@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,6 +46,14 @@ std::string TempDir::path(const std::string& rel) const {
 
 RunResult run(const std::string& program, const std::vector<std::string>& argv,
               const std::string& cwd) {
+    RunOptions options;
+    options.cwd = cwd;
+    return run(program, argv, options);
+}
+
+RunResult run(const std::string& program, const std::vector<std::string>& argv,
+              const RunOptions& options) {
+    const std::string& cwd = options.cwd;
     int outPipe[2], errPipe[2];
     if (pipe(outPipe) != 0 || pipe(errPipe) != 0) throw std::runtime_error("pipe failed");
     pid_t pid = fork();
@@ -58,6 +67,8 @@ RunResult run(const std::string& program, const std::vector<std::string>& argv,
         close(errPipe[0]);
         if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
         if (!cwd.empty()) setenv("PWD", cwd.c_str(), 1);
+        for (const std::string& setting : options.environment) putenv(strdup(setting.c_str()));
+        if (options.uid >= 0 && (setgid(options.uid) != 0 || setuid(options.uid) != 0)) _exit(125);
         std::vector<char*> args;
         for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
@@ -94,9 +105,20 @@ RunResult run(const std::string& program, const std::vector<std::string>& argv,
 }
 
 RunResult runReadfix(const std::vector<std::string>& args, const std::string& cwd) {
+    RunOptions options;
+    options.cwd = cwd;
+    return runReadfix(args, options);
+}
+
+RunResult runReadfix(const std::vector<std::string>& args, const RunOptions& options) {
     std::vector<std::string> argv{"readfix"};
     argv.insert(argv.end(), args.begin(), args.end());
-    return run(READFIX_BIN, argv, cwd);
+    return run(READFIX_BIN, argv, options);
+}
+
+int nobodyUid() {
+    struct passwd* pw = getpwnam("nobody");
+    return pw ? (int)pw->pw_uid : 65534;
 }
 
 std::string readFile(const std::string& path) {

@@ -26,13 +26,26 @@ struct RunResult {
     std::string err;  // standard error
 };
 
-// Runs a program with the given arguments (argv[0] included) in directory cwd,
-// with no standard input, and collects its output and exit status.
+// How a child process is started.
+struct RunOptions {
+    std::string cwd;                       // working directory; "" keeps ours
+    int uid = -1;                          // run as this user (and its group), when root
+    std::vector<std::string> environment;  // extra NAME=value settings
+};
+
+// Runs a program with the given arguments (argv[0] included), with no standard
+// input, and collects its output and exit status.
+RunResult run(const std::string& program, const std::vector<std::string>& argv,
+              const RunOptions& options);
 RunResult run(const std::string& program, const std::vector<std::string>& argv,
               const std::string& cwd = "");
 
 // Runs the built readfix binary; args exclude argv[0], which is "readfix".
 RunResult runReadfix(const std::vector<std::string>& args, const std::string& cwd = "");
+RunResult runReadfix(const std::vector<std::string>& args, const RunOptions& options);
+
+// The user id of "nobody", for runs that must meet file permissions as root can't.
+int nobodyUid();
 
 // Whole contents of a file ("" when it can't be read); exists() tells them apart.
 std::string readFile(const std::string& path);

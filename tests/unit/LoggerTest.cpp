@@ -5,7 +5,6 @@
 #include <regex>
 #include <sstream>
 
-#include "FileProgressCounter.h"
 #include "Logger.h"
 #include "TestSupport.h"
 
@@ -91,12 +90,6 @@ TEST(LoggerTest, StreamOutputsAndAppendMode) {
     }
     EXPECT_EQ("\rtext one\n!", os.str());
     EXPECT_EQ("old\n\rtext one\n!", readFile(path));
-
-    // A closed output is skipped and reported as a failure.
-    Logger over(path, 1, "w");
-    over.close();
-    EXPECT_FALSE(over.print("after close\n"));
-    EXPECT_EQ("", readFile(path));
 }
 
 TEST(LoggerTest, BufferingCollectsUntilStopped) {
@@ -153,22 +146,4 @@ TEST(LoggerTest, OwnFaultsAreReportedOnStandardOutput) {
     EXPECT_TRUE(Logger::setPrintBufferSize(-1));
     EXPECT_EQ(-1, Logger::getPrintBufferSize());
     Logger::printBufSize = 50000;
-}
-
-TEST(LoggerTest, FileProgressCounterMessages) {
-    TempDir dir;
-    std::string path = dir.path("big");
-    writeFile(path, std::string(2500000, 'x'));
-    FILE* fp = fopen(path.c_str(), "r");
-    FileProgressCounter counter(fp, 1000);
-    fclose(fp);
-    Verbosity v(0);
-    std::ostringstream os;
-    Logger log(&os);
-    counter.msg(&log, 999999);
-    counter.msg(&log, 1000000);
-    counter.msg(&log, 1500000);
-    counter.msg(&log, 2000000);
-    counter.finalMsg(&log);
-    EXPECT_EQ("\r  -> 1000K of 2500K...\r  -> 2000K of 2500K...\r  -> 2000K of 2500K\n", os.str());
 }

@@ -36,25 +36,13 @@ TEST(UtilTest, DieAndSafeExitStatuses) {
         },
         ExitedWithCode(255), "");
     EXPECT_EQ(std::string(19999, 'z'), readFile(dir.path("err")));
-}
-
-TEST(UtilTest, DieReturnsOnceExitHasBegun) {
+    // A die in an exit handler returns at once, without a word.
     EXPECT_EXIT(
         {
             atexit(dieInExitHandler);
             safeExit(3);
         },
         ExitedWithCode(3), "^handler went on\n$");
-    EXPECT_EXIT(
-        {
-            atexitFlag = true;
-            die("silent\n");
-            fatal("silent\n");
-            safeExit(9);
-            fprintf(stderr, "still here\n");
-            _exit(4);
-        },
-        ExitedWithCode(4), "^still here\n$");
 }
 
 TEST(UtilTest, FatalPrintsStackThenMessageAndSupportLine) {
@@ -87,7 +75,6 @@ TEST(UtilTest, WarnToErrorLogStartsOnItsOwnLineWithoutStamp) {
     warn("Warning:  first %d\n", 1);
     warn("Warning:  second\n");
     setDieErrorLog(nullptr);
-    EXPECT_EQ(1, Logger::verboseLevel);
     Logger::verboseLevel = level;
     log.close();
     EXPECT_EQ("partial\nWarning:  first 1\nWarning:  second\n", readFile(path));
@@ -146,11 +133,8 @@ TEST(UtilTest, TextHelpers) {
 }
 
 TEST(UtilTest, ExecutablePathAndOpenFile) {
-    std::string exe = getThisExecutablePath();
-    EXPECT_EQ(exe.size() - 9, exe.rfind("/UtilTest"));
-    EXPECT_EQ(exe.substr(0, exe.size() - 9), getJustExecPath());
-    TempDir dir;
-    std::string path = dir.path("missing/file.txt");
+    EXPECT_EQ(getJustExecPath() + "/UtilTest", getThisExecutablePath());
+    std::string path = "/nonexistent/file.txt";
     EXPECT_EXIT(openFile(path.c_str(), "r"), ExitedWithCode(255),
                 "^Error:  Unable to open file " + path + " in mode 'r'.\n$");
 }

@@ -184,22 +184,12 @@ void ProjectBuilder::write() {
         }
         seqFile->sffFileFlag = f.type == 0 ? 1 : 0;
         seqFile->qualFileFlag = inFile->hasQual() ? 1 : 0;
+        cache.sfmList.push_back(seqFile);
         for (size_t r = 0; r < reads.size(); r++) {
             const IndexedRead& read = reads[r];
-            int seqId = cache.getNumReads();
-            seqFile->addFileOffset(read.offset);
-            seqFile->addFileByteSize(read.size);
-            if (!quals.empty()) {
-                seqFile->addQualOffset(quals[r].offset);
-                seqFile->addQualByteSize(quals[r].size);
-            }
-            SeqCacheMetadata record;
-            record.length = read.length;
-            record.fileIndex = fileIndex;
-            record.setClipPoint(read.left);
-            cache.scmList.push_back(record);
-            cache.byteList.push_back(0);
-            cache.setAccno(seqId, read.name.c_str(), (int)read.name.size());
+            cache.addRead(fileIndex, read.offset, read.size, quals.empty() ? 0 : quals[r].offset,
+                          quals.empty() ? 0 : quals[r].size, read.length, read.left, 0,
+                          read.name.c_str());
             seqFile->numReads++;
             seqFile->numBases += read.length;
             if (read.length >= 50) {
@@ -211,11 +201,9 @@ void ProjectBuilder::write() {
             }
             if (read.length > seqFile->maxSeqLength) seqFile->maxSeqLength = read.length;
         }
-        cache.sfmList.push_back(seqFile);
         if (f.type != 0)
             stats += "readFile\t" + f.path + "\t" + std::to_string(reads.size()) + "\n";
     }
-    cache.totalReads = cache.getNumReads();
     context.declaredReadCount = (int)files.size();
     if (!context.serialize()) throw std::runtime_error("cannot write the project file");
     cache.write(true, true);
