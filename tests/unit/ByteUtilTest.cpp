@@ -67,6 +67,7 @@ TEST(ByteUtilTest, TruncatedAndUnwritableFilesEndTheRun) {
     EXPECT_EXIT(readUnsignedInt32(open(0), true), ExitedWithCode(255), premature);
     EXPECT_EXIT(readint(open(0)), ExitedWithCode(255), premature);
     EXPECT_EXIT(readUnsignedInt64(open(0), false), ExitedWithCode(255), premature);
+    EXPECT_EXIT(readint(nullptr), ExitedWithCode(255), premature);
     EXPECT_EXIT(readshort(open(2)), ExitedWithCode(255), premature);
     FILE* fp = open(1);
     short last = readshort(fp);  // the last two bytes are still there to read

@@ -60,6 +60,7 @@ public:
         if (pipe(ready) != 0 || pipe(release) != 0) abort();
         pid = fork();
         if (pid == 0) {
+            close(release[1]);
             int fd = open(path.c_str(), O_RDWR);
             char c = (fd >= 0 && flock(fd, LOCK_EX) == 0) ? 'y' : 'n';
             // Holds the lock until the parent closes the release pipe.

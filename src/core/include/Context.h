@@ -286,6 +286,7 @@ public:
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
+    // The project's type and multiplex switch.
     bool isMapping() const { return projectType == MAPPING_PROJECT; }
     bool isAssembly() const { return projectType == ASSEMBLY_PROJECT; }
     bool isMultiplexMode() const { return multiplexMode; }
@@ -323,17 +324,23 @@ public:
     // Fills paths with the directories of the samples of a multiplex project.
     void getMultiplexSubprojectPaths(std::vector<std::string>& paths);
 
-    // Writes the sub-project file from the fields; always returns true.
+    // Writes the sub-project file from the fields, through a temporary file that
+    // replaces it. Always true: when the disk fails the old file is kept whole.
     bool serialize();
     // Reads the sub-project file into the fields and file lists.
     void deserialize();
 
-    // Readers of the sub-project file's sections.
+    // Stores the creation and modification dates of a ProjectInformation element.
     void processProjectInfo(XMLnode* node);
+    // Reads the settings of a Config element; a value out of range ends the process.
     void processConfiguration(XMLnode* node);
+    // Reads SetRefCount and each reference File of a ReferenceFiles element.
     void processRefFiles(XMLnode* node);
+    // Appends the record of one reference File element to refFiles.
     void processRefFile(XMLnode* node, bool isRef);
+    // Reads SetReadCount and each read File of a ReadFiles element.
     void processReadFiles(XMLnode* node);
+    // A new record for one read File element.
     InputFile* processReadFile(XMLnode* node);
     // Adds a Multiplex element for the scheme and MID list under parent.
     void serializeMultiplexing(XMLnode* parent, const std::string& scheme,

@@ -40,8 +40,9 @@ public:
 // A file that can't be opened gives a root without children; the caller tests for it.
 XMLnode* readXMLFile(std::string path);
 
-// Writes the header line and the tree below and including root; open/close failures are silent.
-void writeXMLFile(std::string path, XMLnode* root);
+// Writes the header line and the tree below and including root, truncating the file in
+// place; false when the file could not be opened or written completely.
+bool writeXMLFile(std::string path, XMLnode* root);
 
 // Adds the elements found in text[start, end) as children of parent; malformed text ends the
 // process. Returns the number of elements added directly below parent.

@@ -6,11 +6,11 @@
 
 namespace {
 
-// Reads n bytes one at a time; end of file is fatal (the missing bytes read as 0
-// when the exit has already begun).
+// Reads n bytes one at a time; end of file (or no file) is fatal, and the
+// missing bytes read as 0 when the exit has already begun.
 void readBytes(FILE* fp, unsigned char* bytes, int n) {
     for (int i = 0; i < n; i++) {
-        int c = fgetc(fp);
+        int c = fp ? fgetc(fp) : EOF;
         if (c == EOF) {
             fatal("Error:  Premature end-of-file reached.\n");
             memset(bytes + i, 0, n - i);
@@ -35,7 +35,7 @@ void writeBigEndian(FILE* fp, uint64_t value, int len) {
         bytes[i] = (unsigned char)value;
         value >>= 8;
     }
-    size_t n = fwrite(bytes, len, 1, fp);
+    size_t n = fp ? fwrite(bytes, len, 1, fp) : 0;
     ASSERT(n > 0);
 }
 
@@ -89,6 +89,6 @@ void writeuint4(FILE* fp, uint32_t value) { writeBigEndian(fp, value, 4); }
 void writeuint8(FILE* fp, uint64_t value) { writeBigEndian(fp, value, 8); }
 
 void getBytes(FILE* fp, size_t n, void* buffer, const char* name) {
-    if (fread(buffer, 1, n, fp) != n)
+    if (!fp || fread(buffer, 1, n, fp) != n)
         fatal("Error:  getBytes() unable to read SFF file:  %s\n", name);
 }

@@ -586,6 +586,14 @@ std::string escapeChar(const char* text, char c) {
     return out;
 }
 
+// What a path names once links are followed: 1 a regular file, 3 a directory,
+// 0 anything else, -1 nothing. A project reached through a link is still a project.
+static int targetKind(const char* path) {
+    struct stat st;
+    if (stat(path, &st) != 0) return -1;
+    return S_ISREG(st.st_mode) ? 1 : S_ISDIR(st.st_mode) ? 3 : 0;
+}
+
 Context* checkProjectDirectory(const char* path, bool flag) {
     char dir[PATH_BUF_SIZE];
     char buf[PATH_BUF_SIZE];
@@ -594,20 +602,20 @@ Context* checkProjectDirectory(const char* path, bool flag) {
     memcpy(dir, path, len + 1);
     if (len > 0 && dir[len - 1] == '/') dir[len - 1] = '\0';
 
-    if (checkPath(dir) != 3) return nullptr;
-    if (!joinPath(buf, dir, suiteXMLBasename) || checkPath(buf) != 1) return nullptr;
-    if (!joinPath(buf, dir, sffSubdirectory) || checkPath(buf) != 3) return nullptr;
+    if (targetKind(dir) != 3) return nullptr;
+    if (!joinPath(buf, dir, suiteXMLBasename) || targetKind(buf) != 1) return nullptr;
+    if (!joinPath(buf, dir, sffSubdirectory) || targetKind(buf) != 3) return nullptr;
 
     const char* type = "";
     char sub[PATH_BUF_SIZE];
-    if (joinPath(sub, dir, mapSubdirectory) && checkPath(sub) == 3) {
+    if (joinPath(sub, dir, mapSubdirectory) && targetKind(sub) == 3) {
         type = "mapping";
-        if (!joinPath(buf, sub, mapProjectXMLBasename) || checkPath(buf) != 1) return nullptr;
+        if (!joinPath(buf, sub, mapProjectXMLBasename) || targetKind(buf) != 1) return nullptr;
     }
-    if (joinPath(sub, dir, asmSubdirectory) && checkPath(sub) == 3) {
+    if (joinPath(sub, dir, asmSubdirectory) && targetKind(sub) == 3) {
         if (type[0] != '\0') return nullptr;
         type = "assembly";
-        if (!joinPath(buf, sub, asmProjectXMLBasename) || checkPath(buf) != 1) return nullptr;
+        if (!joinPath(buf, sub, asmProjectXMLBasename) || targetKind(buf) != 1) return nullptr;
     }
     if (type[0] == '\0') return nullptr;
     return new Context(dir, type, true, false, flag);

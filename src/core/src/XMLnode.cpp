@@ -123,12 +123,13 @@ int readString(XMLnode* parent, const std::string& text, int start, int end) {
     return readStringAt(parent, text, (size_t)start, (size_t)end, 0);
 }
 
-void writeXMLFile(std::string path, XMLnode* root) {
+bool writeXMLFile(std::string path, XMLnode* root) {
     std::ofstream out(path.c_str(), std::ios::out | std::ios::trunc);
-    if (!out.is_open()) return;
+    if (!out.is_open()) return false;
     out << "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n";
     writeNode(&out, root, "");
     out.close();
+    return !out.fail();
 }
 
 void writeNode(std::ofstream* out, XMLnode* node, std::string indent) {
