@@ -27,6 +27,10 @@ void fatal(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void safeAssert(const char* expression, const char* file, unsigned line, const char* function);
 // The one way the process leaves on purpose; agrees with other threads on the status.
 void safeExit(int status);
+// Replaces the exit of safeExit by a call of hook(status), for harnesses that
+// feed many inputs to one process. The hook must not return (it throws or
+// jumps back to the harness); null restores the normal exit.
+void setExitHook(void (*hook)(int status));
 // Routes warn/die/fatal to a logger instead of stderr (null: back to stderr).
 void setDieErrorLog(Logger* log);
 // Prints the call stack to the stream, or through warn when stream is null.
@@ -75,5 +79,9 @@ void split(const char* text, char separator, std::vector<std::string>& parts, bo
 std::string getThisExecutablePath();
 // Directory of the running executable (no trailing slash), "" on failure.
 std::string getJustExecPath();
+
+// "None" in int fields, seqIds, handles and page ids, and its unsigned form.
+constexpr int INTNULL = -2;
+constexpr unsigned int UINTNULL = 0xFFFFFFFEu;
 
 #define ASSERT(expr) ((expr) ? (void)0 : safeAssert(#expr, __FILE__, __LINE__, __PRETTY_FUNCTION__))

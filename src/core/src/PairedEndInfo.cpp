@@ -297,7 +297,6 @@ void PairedEndInfo::clearLibraryDistances() {
 }
 
 void PairedEndInfo::setOtherIds(SeqCache* cache) {
-    const int INTNULL = -2;
     for (const PairedEndTemplate& tpl : templates) {
         if (!tpl.hasPair) continue;
         for (int seqId : tpl.forwardIds) {

@@ -6,11 +6,6 @@
 
 #include "Util.h"
 
-#ifndef UINTNULL
-// The "none" value of unsigned ids; page ids must stay below it.
-#define UINTNULL 0xFFFFFFFEu
-#endif
-
 StringSet::StringSet() : pageFill(0), pageSize(0), defaultPageSize(65535) { pages.reserve(1000); }
 
 StringSet::~StringSet() {

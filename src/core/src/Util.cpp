@@ -105,7 +105,12 @@ void safeAssert(const char* expression, const char* file, unsigned line, const c
     die("%c", 0);
 }
 
+static void (*exitHook)(int) = nullptr;
+
+void setExitHook(void (*hook)(int status)) { exitHook = hook; }
+
 void safeExit(int status) {
+    if (exitHook) exitHook(status);
     // A builtin rather than std::atomic: a thread may be sent out of this code by
     // the exit signal, and unwinding must not meet a no-throw region.
     if (__atomic_exchange_n(&atexitFlag, true, __ATOMIC_SEQ_CST)) return;
