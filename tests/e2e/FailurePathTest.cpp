@@ -17,11 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string linkTarget(const std::string& link) {
-    std::error_code ec;
-    return fs::read_symlink(link, ec).string();
-}
-
 // Gives a tree to a user, so that a run as that user meets its permissions.
 void chownTree(const std::string& root, int uid) {
     ASSERT_EQ(0, lchown(root.c_str(), uid, uid));

@@ -17,11 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string linkTarget(const std::string& link) {
-    std::error_code ec;
-    return fs::read_symlink(link, ec).string();
-}
-
 class RelinkModeTest : public ::testing::Test {
 protected:
     RelinkModeTest() : sample(dir.path(), false) {

@@ -159,6 +159,20 @@ std::vector<std::pair<std::string, std::string>> snapshot(const std::string& dir
     return files;
 }
 
+std::string exactly(const std::string& text) {
+    std::string re = "^";
+    for (char c : text) {
+        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) re += '\\';
+        re += c;
+    }
+    return re + "$";
+}
+
+std::string linkTarget(const std::string& link) {
+    std::error_code ec;
+    return std::filesystem::read_symlink(link, ec).string();
+}
+
 std::string sharedTestData() {
     struct stat st;
     if (stat(SHARED_TESTDATA "/sff", &st) == 0 && S_ISDIR(st.st_mode)) return SHARED_TESTDATA;

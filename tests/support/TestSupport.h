@@ -56,6 +56,12 @@ void makeDir(const std::string& path);
 // Snapshot of every file under a directory: relative path -> content (links as "-> target").
 std::vector<std::pair<std::string, std::string>> snapshot(const std::string& dir);
 
+// A regex (as death tests match output) that matches exactly the given text.
+std::string exactly(const std::string& text);
+
+// Target of a symbolic link, or "" when the path is none.
+std::string linkTarget(const std::string& link);
+
 // Path of the shared real test data, or "" when it is absent.
 std::string sharedTestData();
 

@@ -16,15 +16,7 @@ using testsupport::writeFile;
 
 namespace {
 
-// A regex that matches exactly the given text.
-std::string exactly(const std::string& text) {
-    std::string re = "^";
-    for (char c : text) {
-        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) re += '\\';
-        re += c;
-    }
-    return re + "$";
-}
+using testsupport::exactly;
 
 std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))

@@ -27,15 +27,7 @@ namespace {
 
 const char* const MINIMAL_XML = "<ZeqProject>\n</ZeqProject>\n";
 
-// A regex that matches exactly the given text.
-std::string exactly(const std::string& text) {
-    std::string re = "^";
-    for (char c : text) {
-        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) re += '\\';
-        re += c;
-    }
-    return re + "$";
-}
+using testsupport::exactly;
 
 // A project skeleton of the given type under dir/name, with its two lock files.
 std::string makeProject(const TempDir& dir, const std::string& name, const std::string& type) {

@@ -12,15 +12,7 @@ namespace {
 
 const char* HEADER = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n";
 
-// A regex that matches exactly the given text.
-std::string exactly(const std::string& text) {
-    std::string re = "^";
-    for (char c : text) {
-        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) re += '\\';
-        re += c;
-    }
-    return re + "$";
-}
+using testsupport::exactly;
 
 // Reads an XML text through a real file.
 XMLnode* readText(const TempDir& dir, const std::string& text) {

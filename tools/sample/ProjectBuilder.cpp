@@ -83,9 +83,7 @@ void indexSff(const string& data, SeqFile* file, std::vector<IndexedRead>& reads
                          clip.second - clip.first + 1});
         pos += size;
     }
-    file->fileSize = indexOffset != 0 && indexOffset + indexLength + 8 >= data.size()
-                         ? indexOffset
-                         : data.size();
+    file->fileSize = SeqFile::sffDataEnd(p, data.size());
 }
 
 // Walks the records of a FASTA (marker '>') or FASTQ (marker '@', four lines) file.

@@ -199,6 +199,10 @@ public:
     // The used part of an SFF read by its four clip values: 1-based, inclusive.
     static std::pair<int, int> sffClipPoints(int numBases, int clipQualLeft, int clipQualRight,
                                              int clipAdapterLeft, int clipAdapterRight);
+    // End of the read data of an SFF file of the given size, from its common header:
+    // the index offset when the index closes the file; an index in the middle of the
+    // reads, or none, leaves the whole file as read data.
+    static uint64_t sffDataEnd(const unsigned char* header, uint64_t fileSize);
     // Byte length of an SFF data section: flows, flow index, bases, scores, padding to 8.
     static int sffDataLength(int numFlows, int bytesPerFlow, int numBases);
 

@@ -113,22 +113,9 @@ private:
     std::vector<char> buffer;
 };
 
-// Size of a file from its status; the file must open for reading.
-uint64_t statFileSize(const std::string& path) {
-    FILE* fp = fopen(path.c_str(), "rb");
-    if (!fp) {
-        die("Error: could not open %s\n", path.c_str());
-        return 0;
-    }
-    struct stat st;
-    uint64_t size = fstat(fileno(fp), &st) == 0 ? (uint64_t)st.st_size : 0;
-    fclose(fp);
-    return size;
-}
-
-// End of the read data of an SFF file: the index offset when the index lies
-// at the end of the file, else the whole size.
-uint64_t sffDataEnd(const std::string& path) {
+// End of the read data of a file: its size from its status, or for an SFF file
+// the end by its index rule. The file must open for reading.
+uint64_t readDataEnd(const std::string& path, bool sff) {
     FILE* fp = fopen(path.c_str(), "rb");
     if (!fp) {
         die("Error: could not open %s\n", path.c_str());
@@ -137,14 +124,10 @@ uint64_t sffDataEnd(const std::string& path) {
     struct stat st;
     uint64_t size = fstat(fileno(fp), &st) == 0 ? (uint64_t)st.st_size : 0;
     unsigned char header[31];
-    uint64_t result = size;
-    if (fread(header, 1, sizeof header, fp) == sizeof header) {
-        uint64_t index = getuint64(header + 8);
-        uint64_t len = getuint32(header + 16);
-        if (index != 0 && index + len + 8 >= size) result = index;
-    }
+    if (sff && fread(header, 1, sizeof header, fp) == sizeof header)
+        size = SeqFile::sffDataEnd(header, size);
     fclose(fp);
-    return result;
+    return size;
 }
 
 }  // namespace
@@ -390,10 +373,10 @@ bool SeqCache::readSeqFileMetadata(const std::string& path, const std::string& s
         f->fileSize = vFileSize;
         f->qualFileSize = vQualFileSize;
 
-        if (f->fileSize == 0) f->fileSize = f->isSFFFile() ? sffDataEnd(name) : statFileSize(name);
+        if (f->fileSize == 0) f->fileSize = readDataEnd(name, f->isSFFFile());
         if (f->qualFileSize == 0 && inFile->hasQual() && inFile->isFastaFile() &&
             inFile->hasQualFile())
-            f->qualFileSize = statFileSize(inFile->getQualPath());
+            f->qualFileSize = readDataEnd(inFile->getQualPath(), false);
         files.push_back(f);
     }
     fclose(fp);

@@ -301,14 +301,15 @@ void SeqFile::readSFFHeader() {
     numFlows = getuint16(head + 28);
     bytesPerFlow = 2;
     if (fileSize == 0) {
-        // The read data ends at an index that closes the file; an index in the
-        // middle of the reads, or none, leaves the whole file as read data.
         struct stat st;
-        uint64_t size = fstat(fileno(fileFP), &st) == 0 ? (uint64_t)st.st_size : 0;
-        uint64_t index = getuint64(head + 8);
-        uint64_t length = getuint32(head + 16);
-        fileSize = (index == 0 || index + length + 8 < size) ? size : index;
+        fileSize = sffDataEnd(head, fstat(fileno(fileFP), &st) == 0 ? (uint64_t)st.st_size : 0);
     }
+}
+
+uint64_t SeqFile::sffDataEnd(const unsigned char* header, uint64_t fileSize) {
+    uint64_t index = getuint64(header + 8);
+    uint64_t length = getuint32(header + 16);
+    return (index == 0 || index + length + 8 < fileSize) ? fileSize : index;
 }
 
 void SeqFile::readMoreBytes(uint64_t offset, int need) {

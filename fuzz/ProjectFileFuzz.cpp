@@ -1,0 +1,33 @@
+// Fuzz target of the project file loader: the input becomes the sub-project XML
+// file of a real project directory, which a loading Context locks and reads.
+#include <string>
+
+#include "Context.h"
+#include "FuzzSupport.h"
+#include "InputFile.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string& dir = fuzzSetUp();
+    std::string project = dir + "/project";
+    static bool made = false;
+    if (!made) {
+        fuzzMakeDir(project);
+        fuzzMakeDir(project + "/sff");
+        fuzzMakeDir(project + "/mapping");
+        const uint8_t none[] = {0};
+        fuzzWriteFile(project + "/ZeqProject.xml", none, 0);
+        fuzzWriteFile(project + "/mapping/.ProjectLock", none, 0);
+        made = true;
+    }
+    fuzzWriteFile(project + "/mapping/ZeqMappingProject.xml", data, size);
+    // Pool names are process-wide; each input starts without any.
+    InputFile::poolIds.clear();
+    InputFile::poolNames.clear();
+    try {
+        Context* context = new Context(project, "mapping", true, false, false);
+        context->releaseProjectLock();
+    } catch (const FuzzExit&) {
+    }
+    fuzzCloseNewFds();
+    return 0;
+}
