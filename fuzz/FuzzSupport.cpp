@@ -79,6 +79,8 @@ void fuzzMakeDir(const std::string& path) {
     }
 }
 
+void fuzzKeepOpenFds() { baselineFds = openFds(); }
+
 void fuzzCloseNewFds() {
     std::vector<int> now = openFds();
     for (int fd : now)

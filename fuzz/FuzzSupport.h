@@ -21,7 +21,10 @@ void fuzzWriteFile(const std::string& path, const uint8_t* data, size_t size);
 // Makes a directory (and not its parents); an existing one is kept.
 void fuzzMakeDir(const std::string& path);
 
-// Closes every descriptor opened since fuzzSetUp first ran: a reader stopped by the
+// Takes the descriptors open now as the ones to keep (after a target's fixture is made).
+void fuzzKeepOpenFds();
+
+// Closes every descriptor opened since fuzzSetUp first ran (or fuzzKeepOpenFds): a reader stopped by the
 // hook leaves its files (and a project's lock) open.
 void fuzzCloseNewFds();
 

@@ -147,11 +147,8 @@ bool compareSeqFileMetaData(SeqCache* cache, SeqFile* file, const string& newPat
         string newName = seq->accno.c_str();
         int newLength = seq->getLength();
         if (fileType == InputFile::FASTQ_FILE) {
-            size_t o = withoutPairEnding(oldName), n = withoutPairEnding(newName);
-            if (o != oldName.size() && n != newName.size()) {
-                oldName.resize(o);
-                newName.resize(n);
-            }
+            oldName.resize(withoutPairEnding(oldName));
+            newName.resize(withoutPairEnding(newName));
         }
         int flags = cache->getFlags(id);
         if ((flags & SCM_LEFT_HALF) && oldName.size() >= 5)

@@ -1,0 +1,77 @@
+// Fuzz target of the store's state files: the input is .SeqFileMetadata, then the
+// marker line, then .SeqCacheMetadata, loaded into a store of a real project
+// (one SFF file linked from sff/, one FASTA file) whose reads are then fetched.
+#include <string>
+
+#include "Context.h"
+#include "FuzzSupport.h"
+#include "InputFile.h"
+#include "ProjectBuilder.h"
+#include "SeqCache.h"
+#include "SeqFile.h"
+#include "Sequence.h"
+#include "SffWriter.h"
+
+namespace {
+
+// Separates the two files in an input.
+const char* MARKER = "\n=====\n";
+// Reads fetched from one input at most.
+const int MAX_READS = 32;
+
+// The project every input is loaded into, made once.
+Context* fixture(const std::string& dir) {
+    static Context* context = nullptr;
+    if (context != nullptr) return context;
+    fuzzMakeDir(dir + "/runs");
+    SffWriter sff(8);
+    sff.add("r1", "TACG");
+    sff.add("r2", "TTAC", 2, 3);
+    sff.add("r3", "ACGTAC");
+    sff.write(dir + "/runs/a.sff");
+    const std::string fasta = ">f1 one\nACGT\n>f2\nGGCA\n";
+    fuzzWriteFile(dir + "/runs/b.fna", (const uint8_t*)fasta.data(), fasta.size());
+    ProjectBuilder builder(dir + "/project");
+    builder.addSffFile(dir + "/runs/a.sff");
+    builder.addFastaFile(dir + "/runs/b.fna");
+    builder.write();
+    context = new Context(dir + "/project", "mapping", true, false, false);
+    fuzzKeepOpenFds();
+    return context;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string& dir = fuzzSetUp();
+    Context* context = fixture(dir);
+    std::string fileList, readList;
+    fuzzSplit(data, size, MARKER, fileList, readList);
+    fuzzWriteFile(context->seqFileMetadataPath, (const uint8_t*)fileList.data(), fileList.size());
+    fuzzWriteFile(context->seqCacheMetadataPath, (const uint8_t*)readList.data(),
+                  readList.size());
+    SeqFile::lastFilename[0] = 0;
+    SeqFile::lastSize = 0;
+    InputFile::poolIds.clear();
+    InputFile::poolNames.clear();
+
+    SeqCache* cache = nullptr;
+    try {
+        cache = new SeqCache(context, false);
+        cache->readMetadata(context->seqFileMetadataPath, context->seqCacheMetadataPath,
+                            context->sffDirectory, context->declaredRefCount, true);
+        int n = cache->getNumReads();
+        for (int id = 0; id < n && id < MAX_READS; id++) {
+            cache->getAccno(id);
+            cache->getPairOtherId(id);
+            Sequence* seq = cache->getSequence(id, true, true, true, true);
+            if (seq != nullptr) cache->releaseSequence(id);
+        }
+        cache->getNumBases();
+        cache->getMaxSeqLength();
+    } catch (const FuzzExit&) {
+    }
+    if (cache != nullptr) cache->closeSeqFiles();
+    fuzzCloseNewFds();
+    return 0;
+}

@@ -1,0 +1,15 @@
+# The fuzz targets built with the normal compiler around a plain main: <Name>Replay
+# feeds every file of fuzz/corpus/<Name>/ to the target once, as a ctest.
+set(FUZZ_DIR ${CMAKE_CURRENT_LIST_DIR})
+file(GLOB FUZZ_REPLAY_TARGETS CONFIGURE_DEPENDS ${FUZZ_DIR}/*Fuzz.cpp)
+add_library(fuzzreplaysupport STATIC ${FUZZ_DIR}/FuzzSupport.cpp ${FUZZ_DIR}/ReplayMain.cpp)
+target_include_directories(fuzzreplaysupport PUBLIC ${FUZZ_DIR})
+target_link_libraries(fuzzreplaysupport PUBLIC sampledata core)
+foreach(src ${FUZZ_REPLAY_TARGETS})
+  get_filename_component(fuzzName ${src} NAME_WE)
+  string(REGEX REPLACE "Fuzz$" "" name ${fuzzName})
+  add_executable(${name}Replay ${src})
+  target_link_libraries(${name}Replay PRIVATE fuzzreplaysupport)
+  add_test(NAME ${name}Replay COMMAND ${name}Replay ${FUZZ_DIR}/corpus/${name})
+  set_tests_properties(${name}Replay PROPERTIES TIMEOUT 120)
+endforeach()
