@@ -2,7 +2,8 @@
 // the time next to the time to read the same state files and the sampled read
 // entries directly, measured in the same run.
 //
-//   relink_bench READFIX_BINARY [WORK_DIR]
+//   relink_bench READFIX_BINARY [WORK_DIR [keep]]
+// With "keep" the generated project stays, for profiling the relink by hand.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -124,6 +125,9 @@ int main(int argc, char** argv) {
     printf("baseline: read state files + sampled entries  %.3f s\n", baseline);
     printf("readfix -relink (whole process)              %.3f s  (%.1fx baseline)\n", relink,
            relink / baseline);
-    fs::remove_all(work);
+    if (argc > 3 && std::string(argv[3]) == "keep")
+        printf("kept %s (its read files now point at %s/moved)\n", work.c_str(), work.c_str());
+    else
+        fs::remove_all(work);
     return 0;
 }

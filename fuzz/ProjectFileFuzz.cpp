@@ -26,6 +26,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         Context* context = new Context(project, "mapping", true, false, false);
         context->releaseProjectLock();
+        // The context keeps its records for the process's life; here they go with it.
+        for (InputFile* file : context->refFiles) delete file;
+        for (InputFile* file : context->readFiles) delete file;
+        delete context;
     } catch (const FuzzExit&) {
     }
     fuzzCloseNewFds();

@@ -1,6 +1,8 @@
 // Fuzz target of the store's state files: the input is .SeqFileMetadata, then the
 // marker line, then .SeqCacheMetadata, loaded into a store of a real project
 // (one SFF file linked from sff/, one FASTA file) whose reads are then fetched.
+// "$RUNS" in the file list stands for the directory of the project's read files,
+// so that inputs name them wherever the scratch directory lies.
 #include <string>
 
 #include "Context.h"
@@ -47,6 +49,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Context* context = fixture(dir);
     std::string fileList, readList;
     fuzzSplit(data, size, MARKER, fileList, readList);
+    const std::string runs = dir + "/runs";
+    for (size_t at = fileList.find("$RUNS"); at != std::string::npos;
+         at = fileList.find("$RUNS", at + runs.size()))
+        fileList.replace(at, 5, runs);
     fuzzWriteFile(context->seqFileMetadataPath, (const uint8_t*)fileList.data(), fileList.size());
     fuzzWriteFile(context->seqCacheMetadataPath, (const uint8_t*)readList.data(),
                   readList.size());

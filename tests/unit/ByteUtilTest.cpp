@@ -6,14 +6,11 @@
 #include "TestSupport.h"
 
 using ::testing::ExitedWithCode;
-using testsupport::readFile;
-using testsupport::TempDir;
-using testsupport::writeFile;
+using namespace testsupport;
 
 TEST(ByteUtilTest, MemoryIsBigEndian) {
     const unsigned char bytes[8] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xF8};
-    EXPECT_EQ(0x01, getuint8(bytes));
-    EXPECT_EQ(0x0102, getuint16(bytes));
+    EXPECT_TRUE(getuint8(bytes) == 0x01 && getuint16(bytes) == 0x0102);
     EXPECT_EQ(0x01020304u, getuint32(bytes));
     EXPECT_EQ(0x01020304050607F8ull, getuint64(bytes));
     const unsigned char one[4] = {1, 0, 0, 0};

@@ -194,3 +194,17 @@ TEST(CompressedDNASetTest, BadFilesEndTheRun) {
     EXPECT_EQ(bases(reader, 1), "T");
     EXPECT_EQ(bases(reader, 0), "CG");
 }
+
+// A section of no bytes is read into an empty page, and its first record is refused by the
+// page check rather than read from an unset buffer.
+TEST(CompressedDNASetTest, EmptySectionIsRefused) {
+    TempDir dir;
+    writeFile(dir.path(".SeqBasesMetadata"), std::string("\0\0\0\2\x74\0\0\0\1\x0a", 10));
+    writeFile(dir.path(".SeqBasesIndex"), "2\n4\n4\n");
+    CompressedDNASet reader;
+    reader.cachePath = dir.root;
+    reader.setCacheMode(CompressedDNASet::DISK_READ);
+    EXPECT_EQ(reader.numCacheSeqs, 2);
+    EXPECT_EXIT(reader.getBuffer(1), ExitedWithCode(255), "Assertion:  offset < cachePageSize");
+    EXPECT_EQ(reader.getBuffer(2), nullptr);
+}

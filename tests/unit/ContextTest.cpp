@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <climits>
-#include <cstdlib>
-#include <cstring>
+#include <csignal>
+#include <filesystem>
 #include <string>
 
 #include "Context.h"
@@ -15,19 +15,12 @@
 #include "TestSupport.h"
 #include "TimeUtil.h"
 #include "Util.h"
-#include "stringbuffer.h"
 
-using testsupport::exists;
-using testsupport::makeDir;
-using testsupport::readFile;
-using testsupport::TempDir;
-using testsupport::writeFile;
+using namespace testsupport;
 
 namespace {
 
 const char* const MINIMAL_XML = "<ZeqProject>\n</ZeqProject>\n";
-
-using testsupport::exactly;
 
 // A project skeleton of the given type under dir/name, with its two lock files.
 std::string makeProject(const TempDir& dir, const std::string& name, const std::string& type) {
@@ -45,242 +38,163 @@ std::string makeProject(const TempDir& dir, const std::string& name, const std::
 }
 
 // A second process that holds an flock on path for the life of this object.
-class LockHolder {
-public:
+struct LockHolder {
     explicit LockHolder(const std::string& path) {
         int ready[2];
-        if (pipe(ready) != 0 || pipe(release) != 0) abort();
-        pid = fork();
-        if (pid == 0) {
-            close(release[1]);
+        if (pipe(ready) != 0) abort();
+        if ((pid = fork()) == 0) {
             int fd = open(path.c_str(), O_RDWR);
             char c = (fd >= 0 && flock(fd, LOCK_EX) == 0) ? 'y' : 'n';
-            // Holds the lock until the parent closes the release pipe.
-            if (write(ready[1], &c, 1) == 1 && read(release[0], &c, 1) >= 0) _exit(0);
+            if (write(ready[1], &c, 1) == 1) pause();  // holds the lock until killed
             _exit(2);
         }
-        close(ready[1]);
-        close(release[0]);
         char c = 'n';
         locked = read(ready[0], &c, 1) == 1 && c == 'y';
         close(ready[0]);
+        close(ready[1]);
     }
     ~LockHolder() {
-        close(release[1]);
+        kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
     }
-    bool locked = false;
-
-private:
     pid_t pid;
-    int release[2];
+    bool locked = false;
 };
 
 }  // namespace
 
-TEST(ContextLookupTest, FindsMappingAndAssemblyProjects) {
+// A mapping project skeleton and its context, loaded without its file.
+class ContextTest : public testing::Test {
+protected:
     TempDir dir;
-    std::string map = makeProject(dir, "map", "mapping");
-    Context* c = checkProjectDirectory((map + "/").c_str(), false);
-    ASSERT_NE(c, nullptr);
-    EXPECT_EQ(c->projectType, Context::MAPPING_PROJECT);
-    EXPECT_EQ(c->projectDirectory, map);
-    EXPECT_EQ(c->subDirectory, map + "/mapping");
-    EXPECT_EQ(c->sffDirectory, map + "/sff");
-    EXPECT_EQ(c->projectXMLPath, map + "/mapping/ZeqMappingProject.xml");
-    EXPECT_EQ(c->seqFileMetadataPath, map + "/mapping/.SeqFileMetadata");
-    EXPECT_EQ(c->unplacedReadsFnaPath, map + "/mapping/ZeqUnmappedReads.fna");
-    EXPECT_EQ(c->midConfigFile, "MIDConfig.parse");
-    EXPECT_EQ(c->pairAlignMode, Context::PAIR_ALIGN_TEXT);
-    EXPECT_FALSE(c->scaffoldOutputMode);
-    EXPECT_NE(c->projectLockFd, -1);  // loaded projects are locked
-    EXPECT_TRUE(c->releaseProjectLock());
-    delete c;
+    std::string proj = makeProject(dir, "proj", "mapping");
+    Context c{proj, "mapping", false, false, false};
+};
+
+TEST_F(ContextTest, FindsMappingAndAssemblyProjects) {
+    Context* m = checkProjectDirectory((proj + "/").c_str(), false);
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(m->projectType, Context::MAPPING_PROJECT);
+    EXPECT_EQ(m->projectDirectory + " " + m->sffDirectory + " " + m->projectXMLPath + " " +
+                  m->unplacedReadsFnaPath,
+              proj + " " + proj + "/sff " + proj + "/mapping/ZeqMappingProject.xml " + proj +
+                  "/mapping/ZeqUnmappedReads.fna");
+    EXPECT_EQ(m->pairAlignMode, Context::PAIR_ALIGN_TEXT);
+    EXPECT_NE(m->projectLockFd, -1);  // loaded projects are locked
+    EXPECT_TRUE(m->releaseProjectLock());
+    delete m;
 
     std::string asmb = makeProject(dir, "asm", "assembly");
-    c = checkProjectDirectory(asmb.c_str(), false);
+    Context* c = checkProjectDirectory(asmb.c_str(), false);
     ASSERT_NE(c, nullptr);
     EXPECT_EQ(c->projectType, Context::ASSEMBLY_PROJECT);
-    EXPECT_EQ(c->projectXMLPath, asmb + "/assembly/ZeqAssemblyProject.xml");
-    EXPECT_EQ(c->unplacedReadsFnaPath, asmb + "/assembly/ZeqSingletonReads.fna");
-    EXPECT_EQ(c->numCPU, 1);
-    EXPECT_EQ(c->pairAlignMode, Context::PAIR_ALIGN_NONE);
-    EXPECT_TRUE(c->scaffoldOutputMode);
+    EXPECT_EQ(
+        c->projectXMLPath + " " + c->unplacedReadsFnaPath,
+        asmb + "/assembly/ZeqAssemblyProject.xml " + asmb + "/assembly/ZeqSingletonReads.fna");
+    EXPECT_TRUE(c->numCPU == 1 && c->pairAlignMode == Context::PAIR_ALIGN_NONE &&
+                c->scaffoldOutputMode);
     delete c;
+
+    Context flat(asmb, "assembly", false, true, false);
+    EXPECT_EQ(flat.projectXMLPath + " " + flat.runLockPath,
+              asmb + "/ZeqAssemblyProject.xml " + asmb + "/.RunLock");
+    EXPECT_EQ(flat.projectLockFd, -1);  // without load nothing is locked
+    EXPECT_DEATH(Context(dir.path("none"), "mapping", false, false, false),
+                 "Assertion:  s != __null");
+    EXPECT_EXIT(
+        Context(asmb, "Mapping", false, false, false), testing::ExitedWithCode(255),
+        exactly("Error:  Directory not a mapping or assembly project directory:  " + asmb + "\n"));
 }
 
-TEST(ContextLookupTest, RejectsWhatIsNoProject) {
-    TempDir dir;
-    std::string both = makeProject(dir, "both", "mapping");
-    makeDir(both + "/assembly");
-    writeFile(both + "/assembly/ZeqAssemblyProject.xml", MINIMAL_XML);
-    EXPECT_EQ(checkProjectDirectory(both.c_str(), false), nullptr);
-
-    std::string noXml = makeProject(dir, "noxml", "mapping");
-    unlink((noXml + "/mapping/ZeqMappingProject.xml").c_str());
-    EXPECT_EQ(checkProjectDirectory(noXml.c_str(), false), nullptr);
-
-    std::string noSff = makeProject(dir, "nosff", "mapping");
-    rmdir((noSff + "/sff").c_str());
-    EXPECT_EQ(checkProjectDirectory(noSff.c_str(), false), nullptr);
-
-    std::string noTop = makeProject(dir, "notop", "mapping");
-    unlink((noTop + "/ZeqProject.xml").c_str());
-    EXPECT_EQ(checkProjectDirectory(noTop.c_str(), false), nullptr);
-
-    std::string noSub = makeProject(dir, "nosub", "mapping");
-    EXPECT_EQ(system(("rm -rf '" + noSub + "/mapping'").c_str()), 0);
-    EXPECT_EQ(checkProjectDirectory(noSub.c_str(), false), nullptr);
-
+TEST_F(ContextTest, RejectsWhatIsNoProject) {
+    for (const char* missing :
+         {"/mapping/ZeqMappingProject.xml", "/sff", "/ZeqProject.xml", "/mapping", "/assembly"}) {
+        std::string proj = makeProject(dir, "p", "mapping");
+        if (std::string(missing) == "/assembly") {
+            makeDir(proj + "/assembly");  // both kinds at once
+            writeFile(proj + "/assembly/ZeqAssemblyProject.xml", MINIMAL_XML);
+        } else {
+            std::filesystem::remove_all(proj + missing);
+        }
+        EXPECT_EQ(checkProjectDirectory(proj.c_str(), false), nullptr) << missing;
+        std::filesystem::remove_all(proj);
+    }
     writeFile(dir.path("plain"), "x");
     EXPECT_EQ(checkProjectDirectory(dir.path("plain").c_str(), false), nullptr);
     EXPECT_EQ(checkProjectDirectory(dir.path("absent").c_str(), false), nullptr);
     EXPECT_EQ(checkProjectDirectory(std::string(PATH_BUF_SIZE + 10, 'a').c_str(), false), nullptr);
 }
 
-TEST(ContextLookupTest, CurrentDirectoryAndRelativePaths) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    char saved[PATH_MAX];
-    ASSERT_NE(getcwd(saved, sizeof saved), nullptr);
-
-    ASSERT_EQ(chdir((proj + "/mapping").c_str()), 0);
-    Context* fromSub = checkCurrentDirectory(false);
-    if (fromSub != nullptr) fromSub->releaseProjectLock();
-    ASSERT_EQ(chdir(dir.path().c_str()), 0);
-    Context* relative = checkProjectDirectory("proj", false);
-    ASSERT_EQ(chdir(saved), 0);
-
-    ASSERT_NE(fromSub, nullptr);
-    EXPECT_EQ(fromSub->projectDirectory, proj);
-    ASSERT_NE(relative, nullptr);
-    EXPECT_EQ(relative->projectDirectory, proj);  // stored as the real, absolute path
-    relative->releaseProjectLock();
-    delete fromSub;
-    delete relative;
-}
-
-TEST(ContextLookupTest, ConstructorOptions) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "assembly");
-    Context flat(proj, "assembly", false, true, false);
-    EXPECT_EQ(flat.subDirectory, proj);
-    EXPECT_EQ(flat.projectXMLPath, proj + "/ZeqAssemblyProject.xml");
-    EXPECT_EQ(flat.runLockPath, proj + "/.RunLock");
-    EXPECT_EQ(flat.projectLockFd, -1);  // without load nothing is locked
-    EXPECT_TRUE(flat.readFiles.empty());
-
-    EXPECT_DEATH(Context(dir.path("none"), "mapping", false, false, false),
-                 "Assertion:  s != __null");
-    EXPECT_EXIT(
-        Context(proj, "Mapping", false, false, false), testing::ExitedWithCode(255),
-        exactly("Error:  Directory not a mapping or assembly project directory:  " + proj + "\n"));
-}
-
-TEST(ContextPathTest, CheckPathKinds) {
-    TempDir dir;
+TEST_F(ContextTest, CheckPathKinds) {
     writeFile(dir.path("file"), "x");
     makeDir(dir.path("sub"));
     ASSERT_EQ(symlink(dir.path("sub").c_str(), dir.path("dirlink").c_str()), 0);
     ASSERT_EQ(symlink(dir.path("nowhere").c_str(), dir.path("dangling").c_str()), 0);
     ASSERT_EQ(mkfifo(dir.path("fifo").c_str(), 0600), 0);
-    EXPECT_EQ(checkPath(dir.path("file").c_str()), 1);
-    EXPECT_EQ(checkPath(dir.path("dirlink").c_str()), 2);
-    EXPECT_EQ(checkPath(dir.path("dangling").c_str()), 2);
-    EXPECT_EQ(checkPath(dir.path("sub").c_str()), 3);
-    EXPECT_EQ(checkPath(dir.path("fifo").c_str()), 0);
-    EXPECT_EQ(checkPath(dir.path("nowhere").c_str()), -1);
+    std::string kinds;
+    for (const char* name : {"file", "dirlink", "dangling", "sub", "fifo", "nowhere"})
+        kinds += std::to_string(checkPath(dir.path(name).c_str())) + " ";
+    EXPECT_EQ(kinds, "1 2 2 3 0 -1 ");
 }
 
 TEST(ContextPathTest, TrimSplitAndEscape) {
-    char p1[] = "/";
-    trimLastSlash(p1);
-    EXPECT_STREQ(p1, "");
-    char p2[] = "a/b///";
-    trimLastSlash(p2);
-    EXPECT_STREQ(p2, "a/b");
-
+    for (auto [in, out] :
+         std::vector<std::pair<std::string, std::string>>{{"/", ""}, {"a/b///", "a/b"}}) {
+        trimLastSlash(in.data());
+        EXPECT_STREQ(in.c_str(), out.c_str());
+    }
     char d[PATH_BUF_SIZE], n[PATH_BUF_SIZE];
-    EXPECT_TRUE(splitPath("a", d, n));
-    EXPECT_STREQ(d, ".");
-    EXPECT_STREQ(n, "a");
-    EXPECT_TRUE(splitPath("x/y/z/", d, n));
-    EXPECT_STREQ(d, "x/y");
-    EXPECT_STREQ(n, "z");
-    EXPECT_TRUE(splitPath("/top", d, n));
-    EXPECT_STREQ(d, "");
-    EXPECT_STREQ(n, "top");
+    for (auto [path, parts] : std::vector<std::pair<std::string, std::string>>{
+             {"a", ". a"}, {"x/y/z/", "x/y z"}, {"/top", " top"}}) {
+        EXPECT_TRUE(splitPath(path.c_str(), d, n));
+        EXPECT_EQ(std::string(d) + " " + n, parts);
+    }
     EXPECT_FALSE(splitPath(std::string(PATH_BUF_SIZE, 'a').c_str(), d, n));
     EXPECT_STREQ(d, "");
-
     EXPECT_EQ(escapeChar("a b  c", ' '), "a\\ b\\ \\ c");
-    EXPECT_EQ(escapeChar("", ' '), "");
     EXPECT_EQ(escapeChar(std::string(30000, 'x').c_str(), ' ').size(), (size_t)MSG_BUF_SIZE - 1);
 }
 
-TEST(ContextLockTest, ProjectLockHeldByAnotherProcess) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    Context c(proj, "mapping", false, false, false);
+TEST_F(ContextTest, ProjectLockHeldByAnotherProcess) {
     {
         LockHolder holder(c.projectLockPath);
         ASSERT_TRUE(holder.locked);
         testing::internal::CaptureStdout();
-        bool got = c.getProjectLock();
-        std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_FALSE(got);
-        EXPECT_EQ(c.projectLockFd, -1);
+        EXPECT_FALSE(c.getProjectLock());
         // The message names the run lock's path.
-        EXPECT_EQ(out, "Error in Context:getProjectLock.\n  The project lock file " +
-                           c.runLockPath +
-                           " is locked. \n  Unable to get the project file lock. \n");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  "Error in Context:getProjectLock.\n  The project lock file " + c.runLockPath +
+                      " is locked. \n  Unable to get the project file lock. \n");
+        EXPECT_EQ(c.projectLockFd, -1);
     }
     EXPECT_TRUE(c.getProjectLock());
     int fd = c.projectLockFd;
-    EXPECT_NE(fd, -1);
-    EXPECT_TRUE(c.getProjectLock());  // held already: the same descriptor
-    EXPECT_EQ(c.projectLockFd, fd);
+    EXPECT_TRUE(fd != -1 && c.getProjectLock() && c.projectLockFd == fd);  // the same descriptor
+    EXPECT_TRUE(c.releaseProjectLock() && c.projectLockFd == -1 && exists(c.projectLockPath));
     EXPECT_TRUE(c.releaseProjectLock());
-    EXPECT_EQ(c.projectLockFd, -1);
-    EXPECT_TRUE(exists(c.projectLockPath));
-    EXPECT_TRUE(c.releaseProjectLock());
-}
 
-TEST(ContextLockTest, MissingProjectLockFileOpensUnlocked) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    unlink((proj + "/mapping/.ProjectLock").c_str());
+    // Without a lock file the project opens unlocked, without a word.
+    unlink(c.projectLockPath.c_str());
     testing::internal::CaptureStdout();
-    Context* c = checkProjectDirectory(proj.c_str(), false);
+    Context* loaded = checkProjectDirectory(proj.c_str(), false);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    ASSERT_NE(c, nullptr);
-    EXPECT_EQ(c->projectLockFd, -1);
-    delete c;
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(loaded->projectLockFd, -1);
+    delete loaded;
 }
 
-TEST(ContextLockTest, RunLockAndStopMarker) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    Context c(proj, "mapping", false, false, false);
+TEST_F(ContextTest, RunLockAndStopMarker) {
     writeFile(c.projhaltPath, "");
     {
         LockHolder holder(c.runLockPath);
         ASSERT_TRUE(holder.locked);
-        EXPECT_FALSE(c.getRunningLock());
-        EXPECT_FALSE(c.isRunning());
+        EXPECT_FALSE(c.getRunningLock() || c.isRunning());
     }
     // A release without a held run lock leaves the marker.
-    EXPECT_TRUE(c.releaseRunningLock());
-    EXPECT_TRUE(exists(c.projhaltPath));
-
-    EXPECT_TRUE(c.getRunningLock());
-    EXPECT_TRUE(c.isRunning());
-    EXPECT_TRUE(c.getRunningLock());
-    EXPECT_TRUE(c.releaseRunningLock());
-    EXPECT_FALSE(c.isRunning());
-    EXPECT_FALSE(exists(c.projhaltPath));
-    EXPECT_TRUE(exists(c.runLockPath));
-
+    EXPECT_TRUE(c.releaseRunningLock() && exists(c.projhaltPath));
+    EXPECT_TRUE(c.getRunningLock() && c.isRunning() && c.getRunningLock());
+    EXPECT_TRUE(c.releaseRunningLock() && !c.isRunning());
+    EXPECT_TRUE(!exists(c.projhaltPath) && exists(c.runLockPath));
     unlink(c.runLockPath.c_str());
     EXPECT_EXIT(c.getRunningLock(), testing::ExitedWithCode(255),
                 exactly("Error:  Unable to open the run lock file for the project.\n"));
@@ -288,10 +202,7 @@ TEST(ContextLockTest, RunLockAndStopMarker) {
 
 // keepRunning keeps its clock in a static: these run only in child processes,
 // each starting from a fresh clock.
-TEST(ContextLockTest, StopMarkerEndsTheRun) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    Context c(proj, "mapping", false, false, false);
+TEST_F(ContextTest, StopMarkerEndsTheRun) {
     EXPECT_EXIT(
         {
             bool first = c.keepRunning();
@@ -322,20 +233,14 @@ TEST(ContextLockTest, StopMarkerEndsTheRun) {
                         "Sub-Project...\n"));
 }
 
-TEST(ContextFileListTest, MarkRemoveAndClear) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    Context c(proj, "mapping", false, false, false);
+TEST_F(ContextTest, MarkRemoveAndClear) {
     InputFile* sff = new InputFile(c.sffDirectory + "/run1.sff", "/data/a.sff", "", "", false);
     InputFile* fa1 = new InputFile(false, "/data/b.fna", InputFile::FASTA_FILE, 0, 0, false);
     InputFile* fa2 = new InputFile(false, "/data/b.fna", InputFile::FASTA_FILE, 0, 0, false);
     c.readFiles = {sff, fa1, fa2};
-
     InputFile probe(false, "/data/b.fna", InputFile::FASTA_FILE, 0, 0, false);
     EXPECT_TRUE(c.markReadFileForRemoval(&probe));
-    EXPECT_FALSE(sff->removeFlag);
-    EXPECT_TRUE(fa1->removeFlag);
-    EXPECT_TRUE(fa2->removeFlag);  // every match is marked
+    EXPECT_TRUE(!sff->removeFlag && fa1->removeFlag && fa2->removeFlag);  // every match
     InputFile other(false, "/data/c.fna", InputFile::FASTA_FILE, 0, 0, false);
     EXPECT_FALSE(c.markReadFileForRemoval(&other));
 
@@ -343,28 +248,20 @@ TEST(ContextFileListTest, MarkRemoveAndClear) {
     InputFile sffProbe(c.sffDirectory + "/run1.sff", "/elsewhere/a.sff", "", "", false);
     EXPECT_TRUE(c.removeReadFile(&sffProbe));
     EXPECT_TRUE(c.removeReadFile(&probe));  // the first of the two only
-    ASSERT_EQ(c.readFiles.size(), 1u);
-    EXPECT_EQ(c.readFiles[0], fa2);
-    ASSERT_EQ(c.removedFiles.size(), 2u);
-    EXPECT_EQ(c.removedFiles[0], sff);
-    EXPECT_EQ(c.removedFiles[1], fa1);
+    EXPECT_EQ(c.readFiles, std::vector<InputFile*>{fa2});
+    EXPECT_EQ(c.removedFiles, (std::vector<InputFile*>{sff, fa1}));
     EXPECT_FALSE(c.removeReadFile(&other));
     c.clearRemovedFiles();
     EXPECT_TRUE(c.removedFiles.empty());
-
     InputFile ref("/data/ref.fna", InputFile::FASTA_FILE, true);
     EXPECT_DEATH(c.removeReadFile(&ref),
                  "Assertion:  !inFile->isFastaFile\\(\\) \\|\\| \\(inFile->isFastaFile\\(\\) && "
                  "!inFile->isRefSeq\\(\\)\\)");
 }
 
-TEST(ContextReportTest, MultiplexSubprojectPaths) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    Context c(proj, "mapping", false, false, false);
+TEST_F(ContextTest, MultiplexSubprojectPaths) {
     std::vector<std::string> paths;
     EXPECT_DEATH(c.getMultiplexSubprojectPaths(paths), "Assertion:  isMultiplexMode\\(\\)");
-
     c.multiplexMode = true;
     EXPECT_EXIT(c.getMultiplexSubprojectPaths(paths), testing::ExitedWithCode(255),
                 exactly("Error:  Error: Unable to read multiplex project tsv file:  " +
@@ -372,14 +269,11 @@ TEST(ContextReportTest, MultiplexSubprojectPaths) {
     writeFile(c.multiplexingMetadataPath,
               "# name\tmid\n\nsampleA\tMID1\tx\n#skip\nsampleB\n\nsample C\tMID3");
     c.getMultiplexSubprojectPaths(paths);
-    std::vector<std::string> expected = {c.subDirectory + "/sampleA", c.subDirectory + "/sampleB",
-                                         c.subDirectory + "/sample C"};
-    EXPECT_EQ(paths, expected);
+    std::string s = c.subDirectory;
+    EXPECT_EQ(paths, (std::vector<std::string>{s + "/sampleA", s + "/sampleB", s + "/sample C"}));
 }
 
-TEST(ContextReportTest, ContextInfoHeader) {
-    TempDir dir;
-    Context c(makeProject(dir, "proj", "mapping"), "mapping", false, false, false);
+TEST_F(ContextTest, ContextInfoHeader) {
     stringbuffer out("old text");
     c.getContextInfo(out, nullptr);
     const char* shell = getenv("SHELL");
@@ -393,31 +287,23 @@ TEST(ContextReportTest, ContextInfoHeader) {
     EXPECT_TRUE(testing::internal::RE::FullMatch(out.str(), re)) << out.str();
 }
 
-TEST(ContextReportTest, TimeAndMemoryReportsFollowTheirSwitches) {
-    TempDir dir;
-    std::string proj = makeProject(dir, "proj", "mapping");
-    Context c(proj, "mapping", false, false, false);
-    std::string logPath = dir.path("log.txt");
+TEST_F(ContextTest, TimeAndMemoryReportsFollowTheirSwitches) {
     int savedLevel = Logger::verboseLevel;
     Logger::verboseLevel = 0;  // plain text, without time stamps
-    {
-        Logger log(logPath, 0);
-        c.logger = &log;
-        c.printTimeInfo("off", "%Y");
-        c.printMallocInfo("off", 1);
-        c.timeReport = true;
-        c.memoryReport = true;
-        c.printTimeInfo("step", "%Y");
-        c.printMallocInfo("heap", 1);
-        c.printMallocInfo("raw", 3);
-        log.close();
-        c.logger = nullptr;
-    }
+    Logger log(dir.path("log.txt"), 0);
+    c.logger = &log;
+    c.printTimeInfo("off", "%Y");
+    c.printMallocInfo("off", 1);
+    c.timeReport = c.memoryReport = true;
+    c.printTimeInfo("step", "%Y");
+    c.printMallocInfo("heap", 1);
+    c.printMallocInfo("raw", 3);
+    log.close();
+    c.logger = nullptr;
     Logger::verboseLevel = savedLevel;
-    std::string text = readFile(logPath);
-    std::string year = getTime("%Y");
+    std::string text = readFile(dir.path("log.txt"));
+    EXPECT_EQ(text.rfind("\tTimeinfo:  step\t" + getTime("%Y") + "\n", 0), 0u) << text;
     EXPECT_EQ(text.find("off"), std::string::npos);
-    EXPECT_EQ(text.rfind("\tTimeinfo:  step\t" + year + "\n", 0), 0u) << text;
     EXPECT_TRUE(testing::internal::RE::PartialMatch(
         text, "\n\theap:\tuse:[0-9]+ [KMG]?B\tfree:[0-9]+ [KMG]?B\nraw:  arena:[0-9]+ ordblks:"))
         << text;

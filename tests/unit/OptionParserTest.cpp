@@ -262,3 +262,25 @@ TEST(OptionParserTest, OptionFileUnderTheEngineOnly) {
     p->parse();
     EXPECT_EQ(p->getStrVal("optcfg"), dir.path("none.cfg"));
 }
+
+// Lines of the option file may run far past the 128 bytes the line buffer starts with:
+// values, comments and indentation of any length are read whole.
+TEST(OptionParserTest, OptionFileLinesLongerThanTheLineBuffer) {
+    TempDir dir;
+    std::string cfg = dir.path("long.cfg");
+    std::string value(300, 'v');
+    writeFile(cfg, "vt " + value + "   # " + std::string(500, 'c') + "\ncpu 3\n" +
+                       std::string(200, ' ') + "siom 7\n" + std::string(129, '#') + "\n" +
+                       std::string(130, 'x') + " 1\n");
+    Outcome o = inChild([&] {
+        OptionParser* p = makeParser({"quillon"});
+        int added = p->parseOptionsConfigFile(cfg);
+        printf("%d|", added);
+        for (const auto& nv : p->getNameValuePairs())
+            printf("%s=%zu:%s,", nv.first.c_str(), nv.second.size(), nv.second.substr(0, 3).c_str());
+    });
+    EXPECT_EQ(o.status, RETURNED);
+    EXPECT_EQ(o.out, "3|cpu=1:3,siom=1:7,vt=300:vvv,");
+    EXPECT_EQ(o.err, "Error:  Invalid option: '-" + std::string(130, 'x') + "' found in file " +
+                         cfg + ".\n");
+}

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <memory>
 
@@ -9,19 +8,7 @@
 using ::testing::ExitedWithCode;
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
-using testsupport::exists;
-using testsupport::readFile;
-using testsupport::TempDir;
-using testsupport::writeFile;
-
-namespace {
-
-long fileSize(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? (long)st.st_size : -1;
-}
-
-}  // namespace
+using namespace testsupport;
 
 TEST(OutputFileTest, WritesInBatches) {
     TempDir dir;
@@ -32,9 +19,9 @@ TEST(OutputFileTest, WritesInBatches) {
     std::string chunk(10000, 'a');
     for (int i = 0; i < 7; i++) out->print("%s", chunk.c_str());
     out->print("%s", std::string(9999, 'b').c_str());
-    EXPECT_EQ(0, fileSize(path));  // 79,999 bytes pending, more than 20,000 free
+    EXPECT_EQ(0u, readFile(path).size());  // 79,999 bytes pending, more than 20,000 free
     out->print("c");
-    EXPECT_EQ(80000, fileSize(path));
+    EXPECT_EQ(80000u, readFile(path).size());
     out->print("tail %d\n", 42);
     out->close();
     std::string expected = std::string(70000, 'a') + std::string(9999, 'b') + "ctail 42\n";
@@ -43,12 +30,11 @@ TEST(OutputFileTest, WritesInBatches) {
     // Texts larger than the room left, or than the whole batch, keep their order.
     out->open(path.c_str(), OutputFile::APPEND_MODE, 1);
     std::string big(90000, 'x'), huge(150000, 'y');
-    out->print("%s", std::string(50000, 'w').c_str());
-    out->print("%s", big.c_str());
-    out->print("%s", huge.c_str());
-    out->print("end\n");
+    for (const std::string& text : {std::string(50000, 'w'), big, huge, std::string("end\n")}) {
+        out->print("%s", text.c_str());
+        expected += text;
+    }
     out.reset();  // the destructor writes what is pending
-    expected += std::string(50000, 'w') + big + huge + "end\n";
     EXPECT_EQ(expected, readFile(path));
 }
 
@@ -79,10 +65,8 @@ TEST(OutputFileTest, WriteErrorsFollowErrorMode) {
     out.print("%s", std::string(85000, 'a').c_str());
     out.print("small");
     out.close();
-    EXPECT_EQ(
-        "Error:  Write error for file /dev/full:  No space left on device\n"
-        "Error:  Write error for file /dev/full:  No space left on device\n",
-        GetCapturedStderr());
+    std::string once = "Error:  Write error for file /dev/full:  No space left on device\n";
+    EXPECT_EQ(once + once, GetCapturedStderr());
 }
 
 TEST(OutputFileTest, DiskSpaceChecks) {

@@ -5,8 +5,7 @@
 #include "TestSupport.h"
 
 using ::testing::ExitedWithCode;
-using testsupport::readFile;
-using testsupport::writeFile;
+using namespace testsupport;
 
 TEST(PairedEndInfoTest, LibrariesAndMatePairPartners) {
     PairedEndInfo info;
@@ -15,11 +14,9 @@ TEST(PairedEndInfoTest, LibrariesAndMatePairPartners) {
     ASSERT_EQ(2u, info.libraries.size());
     EXPECT_EQ("L_matepair", info.libraries[1].name);
     EXPECT_EQ(LibraryType::IllMatePair, info.libraries[1].type);
-    EXPECT_EQ(1, info.libraries[0].otherLibraryId);
-    EXPECT_EQ(0, info.libraries[1].otherLibraryId);
+    EXPECT_TRUE(info.libraries[0].otherLibraryId == 1 && info.libraries[1].otherLibraryId == 0);
     EXPECT_EQ(2, info.addLibrary("sffLib", 1));
-    EXPECT_EQ(-2, info.libraries[2].otherLibraryId);
-    EXPECT_EQ(-2, info.getLibraryId("none"));
+    EXPECT_TRUE(info.libraries[2].otherLibraryId == -2 && info.getLibraryId("none") == -2);
     EXPECT_EXIT(info.addLibrary("bad", 4), ExitedWithCode(255), "Assertion:  false");
 }
 
@@ -27,21 +24,17 @@ TEST(PairedEndInfoTest, DistanceBinsAndLimits) {
     PairedEndInfo info;
     int id = info.addLibrary("L", 1);
     PairedEndLibrary& lib = info.libraries[id];
-    info.addPairDistance(id, 0, 49950);  // bin 500: the first long bin
-    EXPECT_EQ(1, lib.longBins[0]);
-    EXPECT_EQ(1, lib.numShortDistances);
-    EXPECT_EQ(0, lib.numLongDistances);
+    info.addPairDistance(id, 0, 49950);  // bin 500: the first long bin, counted short
+    EXPECT_TRUE(lib.longBins[0] == 1 && lib.numShortDistances == 1 && lib.numLongDistances == 0);
     info.addPairDistance(id, 0, 500000);  // ignored
     EXPECT_EQ(1, lib.numDistances);
     info.addPairDistance(id, 0, 499999);
-    EXPECT_EQ(1, lib.longBins[450]);
-    EXPECT_EQ(1, lib.numLongDistances);
+    EXPECT_TRUE(lib.longBins[450] == 1 && lib.numLongDistances == 1);
     EXPECT_EXIT(info.addPairDistance(id, 0, -1), ExitedWithCode(255), "Assertion:  distance >= 0");
     EXPECT_EXIT(info.addPairDistance(5, 0, 10), ExitedWithCode(255),
                 "Assertion:  libraryId >= 0 && libraryId < \\(int\\) libraries.size\\(\\)");
     info.clearLibraryDistances();
-    EXPECT_EQ(0, lib.numDistances);
-    EXPECT_EQ(0, lib.longBins[0]);
+    EXPECT_TRUE(lib.numDistances == 0 && lib.longBins[0] == 0);
 }
 
 TEST(PairedEndInfoTest, StatisticsOfFewAndManyDistances) {
@@ -51,14 +44,11 @@ TEST(PairedEndInfoTest, StatisticsOfFewAndManyDistances) {
     info.addPairDistance(id, 0, 3000);  // bin 30, centre 3050
     EXPECT_FLOAT_EQ(3050, lib.meanDistance);
     EXPECT_FLOAT_EQ(1525, lib.stdDev);
-    EXPECT_EQ(1525, lib.minDistance);
-    EXPECT_EQ(6100, lib.maxDistance);
-    EXPECT_EQ(3050, lib.median);
+    EXPECT_TRUE(lib.minDistance == 1525 && lib.maxDistance == 6100 && lib.median == 3050);
     for (int i = 0; i < 7; i++) info.addPairDistance(id, 0, 3000);
     // Eight equal distances: no spread, so the deviation is held at a quarter of the mean.
     EXPECT_FLOAT_EQ(762.5f, lib.stdDev);
-    EXPECT_EQ(1525, lib.minDistance);
-    EXPECT_EQ(4575, lib.maxDistance);
+    EXPECT_TRUE(lib.minDistance == 1525 && lib.maxDistance == 4575);
 
     PairedEndInfo small;
     int s = small.addLibrary("S", 1);
@@ -72,12 +62,9 @@ TEST(PairedEndInfoTest, TemplatesJoinReads) {
     EXPECT_EQ(-2, info.getPairOtherId(10));
     EXPECT_EQ(2, info.setSeqInfo(42, "t1", 'R', "libA"));
     EXPECT_EQ(0, info.setSeqInfo(43, "t1", 'R', "libA"));
-    EXPECT_EQ(42, info.getPairOtherId(10));
-    EXPECT_EQ(10, info.getPairOtherId(42));
+    EXPECT_TRUE(info.getPairOtherId(10) == 42 && info.getPairOtherId(42) == 10);
     std::string name;
-    EXPECT_TRUE(info.getPairTemplate(42, name));
-    EXPECT_EQ("t1", name);
-    EXPECT_FALSE(info.getPairTemplate(7, name));
+    EXPECT_TRUE(info.getPairTemplate(42, name) && name == "t1" && !info.getPairTemplate(7, name));
     EXPECT_EQ(0, info.getLibraryId(10));
 
     // Read 10 is removed; the others move down by one.
@@ -106,13 +93,9 @@ TEST(PairedEndInfoTest, MetadataFileRoundTrip) {
 
     PairedEndInfo back;
     back.readMetadata(path);
-    ASSERT_EQ(2u, back.libraries.size());
-    EXPECT_EQ(0, back.libraries[1].otherLibraryId);
-    EXPECT_EQ(LibraryType::IllPairedEnd, back.libraries[1].type);
     EXPECT_EQ(5, back.getPairOtherId(3));
-    std::string again = td.path("again");
-    back.writeMetadata(again);
-    EXPECT_EQ(readFile(path), readFile(again));
+    back.writeMetadata(td.path("again"));
+    EXPECT_EQ(readFile(path), readFile(td.path("again")));
 
     // Without the version line, and a missing file, both read quietly.
     writeFile(path, "x\tDefault\t-2\n\tt\t1\t2\n");
@@ -128,16 +111,14 @@ TEST(PairedEndInfoTest, MalformedMetadataDies) {
     testsupport::TempDir td;
     std::string path = td.path(".PairMetadata");
     PairedEndInfo info;
-    writeFile(path, "Version:\t1.1\nnoTabsHere\n");
-    EXPECT_EXIT(info.readMetadata(path), ExitedWithCode(255),
-                "^Error:  Invalid format of project state files\\.\n$");
-    writeFile(path, "lib\tWeird\t-2\n");
-    EXPECT_EXIT(info.readMetadata(path), ExitedWithCode(255),
-                "^Error:  Invalid format of project state files\\.\n$");
-    writeFile(path, "lib\tSFF\t-2\n\tt\t1,x\t2\n");
-    EXPECT_EXIT(
-        info.readMetadata(path), ExitedWithCode(255),
-        "^Error:  Invalid format of project state files\\.\n'lib\tSFF\t-2'\n'\tt\t1,x\t2'\n$");
+    const std::string invalid = "Error:  Invalid format of project state files.\n";
+    for (auto [text, message] : std::vector<std::pair<std::string, std::string>>{
+             {"Version:\t1.1\nnoTabsHere\n", invalid},
+             {"lib\tWeird\t-2\n", invalid},
+             {"lib\tSFF\t-2\n\tt\t1,x\t2\n", invalid + "'lib\tSFF\t-2'\n'\tt\t1,x\t2'\n"}}) {
+        writeFile(path, text);
+        EXPECT_EXIT(info.readMetadata(path), ExitedWithCode(255), exactly(message)) << text;
+    }
     EXPECT_EXIT(info.writeMetadata(td.root), ExitedWithCode(255),
                 "^Error:  Cannot write project state files\\.\n$");
 }

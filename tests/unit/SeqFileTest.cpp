@@ -379,6 +379,31 @@ TEST_F(SeqFileTest, BadInputEndsWithMessage) {
 }
 
 // Offsets past the 32-bit threshold go on the 64-bit list; sizes derive from the next offset.
+// Names fill the 1,000-byte name buffer up to 999 characters; a longer one ends the read with
+// the read-error message, and a pair half's suffix is left off where it would not fit.
+TEST_F(SeqFileTest, NamesUpToTheNameBuffer) {
+    SffWriter w(8);
+    w.add(std::string(999, 'n'), "ACGTTA");
+    w.add(std::string(1000, 'm'), "ACGT");
+    w.add(std::string(993, 'h'), "ACGTTA");
+    SeqFile* f = view(w, "names.sff");
+    Sequence s;
+    read(f, s, 0);
+    EXPECT_EQ(s.accno.str(), std::string(999, 'n'));
+    EXPECT_EXIT(read(f, s, 1), ExitedWithCode(255),
+                "^Error:  SFF read error at offset " + std::to_string(w.offsets[1]) + ".\n$");
+    int clipPoint = 2;
+    for (int id : {0, 2}) {
+        s.clear();
+        EXPECT_TRUE(f->readSequence(&s, id, 3, clipPoint, false, true, true, true, true));
+    }
+    EXPECT_EQ(s.accno.str(), std::string(993, 'h') + "_right");
+    s.clear();
+    f->readSequence(&s, 0, 3, clipPoint, true, false, true, true, true);
+    EXPECT_EQ(s.accno.str(), std::string(999, 'n'));
+    delete f;
+}
+
 TEST_F(SeqFileTest, OffsetListsAndDerivedSizes) {
     SeqFile f("/x/y.sff", nullptr, InputFile::SFF_FILE);
     EXPECT_EQ(f.fileName, "y.sff");

@@ -3,8 +3,7 @@
 #include "TestSupport.h"
 #include "Timer.h"
 
-using testsupport::readFile;
-using testsupport::TempDir;
+using namespace testsupport;
 
 TEST(TimerTest, UnknownLabelsMergeAndDump) {
     Timer timer;
@@ -16,9 +15,7 @@ TEST(TimerTest, UnknownLabelsMergeAndDump) {
     b.times["b-step"] = {0, 0, 1, 500};
     b.times["a-step"] = {0, 0, 4, 10};
     a.merge(&b);
-    EXPECT_EQ(3, a.times["b-step"].calls);
     EXPECT_FLOAT_EQ(2.0f, a.getSeconds("b-step"));
-    EXPECT_EQ(4, a.times["a-step"].calls);
 
     TempDir dir;
     FILE* fp = fopen(dir.path("t").c_str(), "w");

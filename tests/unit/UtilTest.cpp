@@ -8,9 +8,7 @@
 #include "Util.h"
 
 using ::testing::ExitedWithCode;
-using testsupport::readFile;
-using testsupport::TempDir;
-using testsupport::writeFile;
+using namespace testsupport;
 
 namespace {
 
@@ -46,10 +44,9 @@ TEST(UtilTest, DieAndSafeExitStatuses) {
 }
 
 TEST(UtilTest, FatalPrintsStackThenMessageAndSupportLine) {
-    std::string pattern =
-        std::string("^\n\nCall Stack:\n(   [0-9]+:  [^\n]*\n)+   1:  [^\n]*\n\n") +
-        "Error:  boom 5\n" + SUPPORT + "$";
-    EXPECT_EXIT(fatal("Error:  boom %d\n", 5), ExitedWithCode(255), pattern);
+    EXPECT_EXIT(fatal("Error:  boom %d\n", 5), ExitedWithCode(255),
+                std::string("^\n\nCall Stack:\n(   [0-9]+:  [^\n]*\n)+   1:  [^\n]*\n\n") +
+                    "Error:  boom 5\n" + SUPPORT + "$");
 }
 
 TEST(UtilTest, FailedAssertionNamesExpressionFunctionFileAndLine) {
@@ -89,8 +86,7 @@ TEST(UtilTest, FatalGoesToErrorLogOnly) {
             fatal("Error:  fatal to the log\n");
         },
         ExitedWithCode(255), "^$");
-    std::string text = readFile(path);
-    std::string tail = std::string("\nError:  fatal to the log\n") + SUPPORT;
+    std::string text = readFile(path), tail = std::string("\nError:  fatal to the log\n") + SUPPORT;
     EXPECT_EQ(0u, text.find("\n\nCall Stack:\n   ")) << text;
     EXPECT_EQ(text.size() - tail.size(), text.rfind(tail)) << text;
 }
@@ -113,15 +109,12 @@ TEST(UtilTest, MemoryFootprintAndSafeAllocation) {
 
 TEST(UtilTest, TextHelpers) {
     const char* hay = "Gene ABC1 here";
-    EXPECT_EQ(hay + 5, caseStrStr(hay, "abc1"));
-    EXPECT_EQ(nullptr, caseStrStr(hay, "abd"));
+    EXPECT_TRUE(caseStrStr(hay, "abc1") == hay + 5 && caseStrStr(hay, "abd") == nullptr);
     std::string s = "MiXed-1";
     toUpperCase(s);
     EXPECT_EQ("MIXED-1", s);
-
     int v = 99;
-    EXPECT_TRUE(str2int("-42", v));
-    EXPECT_EQ(-42, v);
+    EXPECT_TRUE(str2int("-42", v) && v == -42);
     for (const char* bad : {"", "4x", "99999999999", "1.5"}) EXPECT_FALSE(str2int(bad, v)) << bad;
     EXPECT_EQ(-42, v);
     EXPECT_EQ(18446744073709551615ULL, str2uint64("18446744073709551615"));
@@ -136,7 +129,6 @@ TEST(UtilTest, TextHelpers) {
 
 TEST(UtilTest, ExecutablePathAndOpenFile) {
     EXPECT_EQ(getJustExecPath() + "/UtilTest", getThisExecutablePath());
-    std::string path = "/nonexistent/file.txt";
-    EXPECT_EXIT(openFile(path.c_str(), "r"), ExitedWithCode(255),
-                "^Error:  Unable to open file " + path + " in mode 'r'.\n$");
+    EXPECT_EXIT(openFile("/nonexistent/file.txt", "r"), ExitedWithCode(255),
+                "^Error:  Unable to open file /nonexistent/file.txt in mode 'r'.\n$");
 }

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "StringSet.h"
+
 class ChordMatrix;
 class CompressedDNASet;
 class Context;
@@ -18,7 +20,6 @@ class PairedEndInfo;
 class SeqFile;
 class SeqTrim;
 class Sequence;
-class StringSet;
 class stringbuffer;
 
 // Bits of the file index kept in the clip word's spare room; the clip point
@@ -98,8 +99,8 @@ public:
     int maxNodes = 30000;
     bool keepAll;
     bool deleteWhenFree = false;
-    std::deque<SeqCacheMetadata> scmList;
-    std::deque<uint8_t> byteList;
+    BulkDeque<SeqCacheMetadata> scmList;
+    BulkDeque<uint8_t> byteList;
     std::vector<SeqFile*> sfmList;
     int totalReads = 0;
     int numFilesRead = 0;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "InputFile.h"
+#include "StringSet.h"
 
 class Context;
 class Sequence;
@@ -83,12 +84,12 @@ public:
     int firstSeqId = 0;
     int firstLargeOffset = -2;
     int firstLargeQualOffset = -2;
-    std::deque<uint32_t> fileOffsets;
-    std::deque<uint32_t> qualOffsets;
-    std::deque<uint64_t> largeFileOffsets;
-    std::deque<uint64_t> largeQualOffsets;
-    std::deque<uint32_t> fileByteSizes;
-    std::deque<uint32_t> qualByteSizes;
+    BulkDeque<uint32_t> fileOffsets;
+    BulkDeque<uint32_t> qualOffsets;
+    BulkDeque<uint64_t> largeFileOffsets;
+    BulkDeque<uint64_t> largeQualOffsets;
+    BulkDeque<uint32_t> fileByteSizes;
+    BulkDeque<uint32_t> qualByteSizes;
 
     // Readers of the other file types (not owned here when null).
     FastaReader* fastaReader = nullptr;
@@ -146,9 +147,19 @@ public:
     int getLastSeqId() const { return firstSeqId + getNumSeqs() - 1; }
 
     // Appends the offset of the next read (32-bit list, or 64-bit list above the threshold).
-    void addFileOffset(uint64_t offset);
+    void addFileOffset(uint64_t offset) {
+        if (firstLargeOffset == -2 && offset <= MAX_SMALL_OFFSET)
+            fileOffsets.push_back((uint32_t)offset);
+        else
+            addLargeFileOffset(offset);
+    }
     // The same for the quality file.
-    void addQualOffset(uint64_t offset);
+    void addQualOffset(uint64_t offset) {
+        if (firstLargeQualOffset == -2 && offset <= MAX_SMALL_OFFSET)
+            qualOffsets.push_back((uint32_t)offset);
+        else
+            addLargeQualOffset(offset);
+    }
     // Appends the entry size of the next read; DERIVE_SIZE derives it later.
     void addFileByteSize(uint32_t size) { fileByteSizes.push_back(size); }
     void addQualByteSize(uint32_t size) { qualByteSizes.push_back(size); }
@@ -218,6 +229,9 @@ public:
     void readSTSBasesAndScores(int seqId, stringbuffer& bases, stringbuffer& scores);
 
 private:
+    // The 64-bit side of addFileOffset and addQualOffset.
+    void addLargeFileOffset(uint64_t offset);
+    void addLargeQualOffset(uint64_t offset);
     // Learns the flow count from the common header when the store did not give it.
     void readSFFHeader();
     // Reads the entry bytes from lastSize up to need into the read buffer.

@@ -2,9 +2,49 @@
 // addressed by an index; strings are never freed or moved.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <vector>
+
+// Memory for the store's large tables (the per-read lists and the name pages).
+// Blocks are carved from big regions that the kernel may back with huge pages,
+// so that filling hundreds of millions of entries does not fault the memory in
+// one small page at a time. A freed block is kept for the next block of its
+// size class. Ends the process when memory runs out.
+void* bulkAllocate(size_t bytes);
+// Gives back a block of bulkAllocate; bytes is the size it was asked with.
+void bulkFree(void* block, size_t bytes);
+
+// Allocator of the store's deques, over bulkAllocate.
+template <class T>
+class BulkAllocator {
+public:
+    using value_type = T;
+
+    BulkAllocator() noexcept = default;
+    template <class U>
+    BulkAllocator(const BulkAllocator<U>&) noexcept {}
+
+    // Room for n elements.
+    T* allocate(size_t n) { return static_cast<T*>(bulkAllocate(n * sizeof(T))); }
+    // Gives back room for n elements.
+    void deallocate(T* p, size_t n) noexcept { bulkFree(p, n * sizeof(T)); }
+
+    template <class U>
+    bool operator==(const BulkAllocator<U>&) const noexcept {
+        return true;
+    }
+    template <class U>
+    bool operator!=(const BulkAllocator<U>&) const noexcept {
+        return false;
+    }
+};
+
+// A deque whose blocks come from the store's bulk memory.
+template <class T>
+using BulkDeque = std::deque<T, BulkAllocator<T>>;
 
 class StringSet {
 public:
@@ -25,10 +65,36 @@ public:
     // Number of indexes known (the highest put plus one).
     int size() const { return (int)pageIds.size(); }
 
+    // Stores n bytes under the next index, size(): put without the index
+    // bookkeeping, for loading many names in a row.
+    void append(const char* chars, int n, bool marked) {
+        int need = n + (marked ? 1 : 0);
+        if (pages.empty() || pageFill + need + 1 > pageSize) newPage(need);
+        pageIds.push_back((uint32_t)(pages.size() - 1));
+        offsets.push_back((uint16_t)pageFill);
+        char* dest = pages.back() + pageFill;
+        if (marked) *dest++ = 1;
+        if (n > 0) memcpy(dest, chars, (size_t)n);
+        dest[n] = 0;
+        pageFill += need + 1;
+    }
+    // Leaves the next index unset.
+    void appendNone() {
+        pageIds.push_back(NO_PAGE);
+        offsets.push_back(NO_OFFSET);
+    }
+
     std::vector<char*> pages;
-    std::deque<uint32_t> pageIds;
-    std::deque<uint16_t> offsets;
+    BulkDeque<uint32_t> pageIds;
+    BulkDeque<uint16_t> offsets;
     int pageFill;
     int pageSize;
     int defaultPageSize;
+
+private:
+    // Starts a page with room for a string of need bytes and its terminator.
+    void newPage(int need);
+
+    // Bytes of each page, for giving them back.
+    std::vector<int> pageBytes;
 };

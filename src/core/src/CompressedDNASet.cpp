@@ -278,7 +278,8 @@ uint8_t* CompressedDNASet::_getBufferFromDisk(int seqId) {
             die("Error:  Unable to read SeqBases cache file.\n");
         }
         int need = (int)(to - from);
-        if (need > cachePageCapacity) {
+        // An empty section still gets a page, so that the buffer is never null.
+        if (need > cachePageCapacity || cachePage == nullptr) {
             safeFree(cachePage);
             cachePageCapacity = need + PAGE_SLACK;
             cachePage = (uint8_t*)safeMalloc(cachePageCapacity);

@@ -72,7 +72,7 @@ private:
     }
 
     int fd;
-    std::vector<unsigned char> buffer;
+    std::vector<unsigned char, BulkAllocator<unsigned char>> buffer;
     size_t pos = 0;
     size_t end = 0;
     uint64_t fileLeft = 0;
@@ -432,23 +432,18 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     }
 
     int base = (int)scmList.size();
-    scmList.resize(base + count);
-    byteList.resize(base + count);
-    // The name table is sized once for all records, and cut back after the
-    // last named one, so that reads without a name stay beyond its end.
+    // Names of reads below namesBefore replace what the table holds; the rest
+    // are appended in seqId order, after a gap up to base left unset. Reads
+    // without a name after the last named one are cut off again at the end.
     int namesBefore = accnos->size();
     int lastNamed = namesBefore - 1;
-    if (namesBefore < base + (int)count) {
-        accnos->pageIds.resize(base + count, StringSet::NO_PAGE);
-        accnos->offsets.resize(base + count, StringSet::NO_OFFSET);
-    }
+    while (accnos->size() < base) accnos->appendNone();
     uint32_t prevFileIndex = 0;
     SeqFile* f = sfmList.empty() ? nullptr : sfmList[0];
-    bool hasQualFile = f && f->hasQualFile();
+    bool qualLists = qualFields && f && f->hasQualFile();
     const std::string* prefix = f && f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
-    auto recIt = scmList.begin() + base;
-    auto byteIt = byteList.begin() + base;
-    for (uint32_t r = 0; r < count; r++, ++recIt, ++byteIt) {
+    size_t prefixLength = prefix ? prefix->size() : 0;
+    for (uint32_t r = 0; r < count; r++) {
         int seqId = base + (int)r;
         p = rd.need(fixedSize);
         if (!p) {
@@ -486,25 +481,28 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         uint8_t status = p[7];
         int accnoLength = p[8];
 
-        if (fileIndex >= sfmList.size()) {
+        if (fileIndex != prevFileIndex) {
+            if (fileIndex >= sfmList.size()) {
+                close(fd);
+                die("%s", FORMAT_MSG);
+                return;
+            }
+            prevFileIndex = fileIndex;
+            f = sfmList[fileIndex];
+            f->firstSeqId = seqId;
+            qualLists = qualFields && f->hasQualFile();
+            prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
+            prefixLength = prefix ? prefix->size() : 0;
+        } else if (!f) {
             close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
-        if (fileIndex != prevFileIndex) {
-            prevFileIndex = fileIndex;
-            f = sfmList[fileIndex];
-            f->firstSeqId = seqId;
-            hasQualFile = f->hasQualFile();
-            prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
-        }
-        recIt->fileIndex = fileIndex;
         f->addFileOffset(fileOffset);
-        if (qualFields && hasQualFile) f->addQualOffset(qualOffset);
+        if (qualLists) f->addQualOffset(qualOffset);
         f->addFileByteSize(fileByteSize);
-        if (qualFields && hasQualFile) f->addQualByteSize(qualByteSize);
+        if (qualLists) f->addQualByteSize(qualByteSize);
 
-        recIt->length = length;
         int64_t clip = version == 0 ? (int64_t)clipField - (int64_t)length + 1 : clipField;
         if (clip < 0) {
             close(fd);
@@ -513,8 +511,12 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         }
         int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
         ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
-        recIt->clipWord = ((uint32_t)clipPt << 18) | (uint32_t)flags;
-        *byteIt = status;
+        SeqCacheMetadata rec;
+        rec.length = length;
+        rec.clipWord = ((uint32_t)clipPt << 18) | (uint32_t)flags;
+        rec.fileIndex = fileIndex;
+        scmList.push_back(rec);
+        byteList.push_back(status);
 
         if (accnoLength > 0) {
             const unsigned char* name = rd.need(accnoLength);
@@ -525,12 +527,16 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             }
             // Names that carry the file's prefix are stored marked, without it.
             const char* text = (const char*)name;
-            if (prefix && !prefix->empty() && accnoLength >= (int)prefix->size() &&
-                memcmp(text, prefix->data(), prefix->size()) == 0)
-                accnos->put(seqId, text + prefix->size(), accnoLength - (int)prefix->size(), true);
+            bool marked = prefixLength > 0 && accnoLength >= (int)prefixLength &&
+                          memcmp(text, prefix->data(), prefixLength) == 0;
+            if (marked) text += prefixLength, accnoLength -= (int)prefixLength;
+            if (seqId < namesBefore)
+                accnos->put(seqId, text, accnoLength, marked);
             else
-                accnos->put(seqId, text, accnoLength, false);
+                accnos->append(text, accnoLength, marked);
             lastNamed = seqId;
+        } else if (seqId >= namesBefore) {
+            accnos->appendNone();
         }
         if (flags & SCM_COUNTED) numFlaggedReads++;
     }

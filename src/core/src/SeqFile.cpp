@@ -119,20 +119,12 @@ void SeqFile::setPath(const std::string& newPath) {
 // ---------------------------------------------------------------------------
 // Offsets and sizes
 
-void SeqFile::addFileOffset(uint64_t offset) {
-    if (firstLargeOffset == -2 && offset <= MAX_SMALL_OFFSET) {
-        fileOffsets.push_back((uint32_t)offset);
-        return;
-    }
+void SeqFile::addLargeFileOffset(uint64_t offset) {
     if (firstLargeOffset == -2) firstLargeOffset = (int)fileOffsets.size();
     largeFileOffsets.push_back(offset);
 }
 
-void SeqFile::addQualOffset(uint64_t offset) {
-    if (firstLargeQualOffset == -2 && offset <= MAX_SMALL_OFFSET) {
-        qualOffsets.push_back((uint32_t)offset);
-        return;
-    }
+void SeqFile::addLargeQualOffset(uint64_t offset) {
     if (firstLargeQualOffset == -2) firstLargeQualOffset = (int)qualOffsets.size();
     largeQualOffsets.push_back(offset);
 }
