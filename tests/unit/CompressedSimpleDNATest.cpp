@@ -34,7 +34,9 @@ TEST(CompressedSimpleDNATest, RoundTripsEveryLengthAndRange) {
                     ASSERT_EQ(unpack(dna, start, len), k.expected.substr(start, len))
                         << n << " " << start << " " << len;
                 }
-                if (start < n) ASSERT_EQ(dna.at(start), k.expected[start]);
+                if (start < n) {
+                    ASSERT_EQ(dna.at(start), k.expected[start]);
+                }
             }
         }
     }

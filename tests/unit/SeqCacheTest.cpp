@@ -205,8 +205,7 @@ TEST(SeqCacheTest, BatchPreparedAheadIsInstalled) {
     SeqCache& c = p.build();
     c.newReadOutputSeqList({3, 1}, "");
     c.newSetOutputSeqList();
-    EXPECT_TRUE(c.isSeqInCache(3));
-    EXPECT_FALSE(c.isSeqInCache(0));
+    EXPECT_TRUE(c.isSeqInCache(3) && !c.isSeqInCache(0));
     EXPECT_STREQ("b3", c.getSequence(3, true)->accno.c_str());
     EXPECT_EXIT(c.newSetOutputSeqList(), ExitedWithCode(255),
                 "Assertion:  newOutputSeqList.size\\(\\) > 0");

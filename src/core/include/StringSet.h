@@ -65,18 +65,27 @@ public:
     // Number of indexes known (the highest put plus one).
     int size() const { return (int)pageIds.size(); }
 
-    // Stores n bytes under the next index, size(): put without the index
-    // bookkeeping, for loading many names in a row.
-    void append(const char* chars, int n, bool marked) {
+    // Copies n bytes (after a byte 1 if marked, zero-terminated) into the
+    // pages and tells where they lie; the index lists are left alone, for a
+    // loader that appends their entries in runs.
+    void place(const char* chars, int n, bool marked, uint32_t& pageId, uint16_t& offset) {
         int need = n + (marked ? 1 : 0);
         if (pages.empty() || pageFill + need + 1 > pageSize) newPage(need);
-        pageIds.push_back((uint32_t)(pages.size() - 1));
-        offsets.push_back((uint16_t)pageFill);
+        pageId = (uint32_t)(pages.size() - 1);
+        offset = (uint16_t)pageFill;
         char* dest = pages.back() + pageFill;
         if (marked) *dest++ = 1;
         if (n > 0) memcpy(dest, chars, (size_t)n);
         dest[n] = 0;
         pageFill += need + 1;
+    }
+    // Stores n bytes under the next index, size().
+    void append(const char* chars, int n, bool marked) {
+        uint32_t pageId;
+        uint16_t offset;
+        place(chars, n, marked, pageId, offset);
+        pageIds.push_back(pageId);
+        offsets.push_back(offset);
     }
     // Leaves the next index unset.
     void appendNone() {

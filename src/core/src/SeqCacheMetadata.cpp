@@ -52,6 +52,16 @@ public:
     // Bytes of the file not yet handed out (buffered plus unread).
     uint64_t remaining() const { return (end - pos) + fileLeft; }
     void setFileLeft(uint64_t left) { fileLeft = left; }
+    // Bytes buffered and not yet handed out.
+    size_t available() const { return end - pos; }
+    // Tries to have n bytes buffered; the count buffered, fewer at the end of the file.
+    size_t ensure(size_t n) {
+        if (end - pos < n) fill(n);
+        return end - pos;
+    }
+    // The next byte not handed out, and handing out n bytes from there.
+    const unsigned char* current() const { return buffer.data() + pos; }
+    void advance(size_t n) { pos += n; }
 
 private:
     bool fill(size_t n) {
@@ -76,6 +86,37 @@ private:
     size_t pos = 0;
     size_t end = 0;
     uint64_t fileLeft = 0;
+};
+
+// Values for the end of a list, gathered in runs and appended a run at a time.
+template <class T, class List>
+class RunAppender {
+public:
+    static constexpr int RUN = 512;
+
+    explicit RunAppender(List* list) : list(list) {}
+    ~RunAppender() { flush(); }
+    RunAppender(const RunAppender&) = delete;
+    RunAppender& operator=(const RunAppender&) = delete;
+
+    void add(const T& value) {
+        run[count++] = value;
+        if (count == RUN) flush();
+    }
+    void flush() {
+        if (count > 0) list->insert(list->end(), run, run + count);
+        count = 0;
+    }
+    // Appends what is gathered, and goes on with another list.
+    void attach(List* other) {
+        flush();
+        list = other;
+    }
+
+private:
+    List* list;
+    T run[RUN];
+    int count = 0;
 };
 
 // Buffered big-endian writer; a failed write is the assertion "n > 0".
@@ -443,14 +484,29 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     bool qualLists = qualFields && f && f->hasQualFile();
     const std::string* prefix = f && f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
     size_t prefixLength = prefix ? prefix->size() : 0;
+    // Records, offsets, sizes and name places go to their lists in runs.
+    RunAppender<SeqCacheMetadata, BulkDeque<SeqCacheMetadata>> records(&scmList);
+    RunAppender<uint8_t, BulkDeque<uint8_t>> statusBytes(&byteList);
+    RunAppender<uint32_t, BulkDeque<uint32_t>> namePages(&accnos->pageIds);
+    RunAppender<uint16_t, BulkDeque<uint16_t>> nameOffsets(&accnos->offsets);
+    SeqFile* listFile = f ? f : sfmList[0];
+    RunAppender<uint32_t, BulkDeque<uint32_t>> offsets(&listFile->fileOffsets);
+    RunAppender<uint32_t, BulkDeque<uint32_t>> sizes(&listFile->fileByteSizes);
+    RunAppender<uint32_t, BulkDeque<uint32_t>> qualOffsets(&listFile->qualOffsets);
+    RunAppender<uint32_t, BulkDeque<uint32_t>> qualSizes(&listFile->qualByteSizes);
+    // Room for the longest record, so that most records need no check.
+    const size_t maxRecord = fixedSize + 255;
+    int flagged = 0;
     for (uint32_t r = 0; r < count; r++) {
         int seqId = base + (int)r;
-        p = rd.need(fixedSize);
-        if (!p) {
+        size_t avail = rd.available();
+        if (avail < maxRecord) avail = rd.ensure(maxRecord);
+        if (avail < fixedSize) {
             close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
+        const unsigned char* p = rd.current();
         uint32_t fileIndex;
         if (version == 0) {
             fileIndex = getuint32(p);
@@ -480,6 +536,7 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         int flags = p[6];
         uint8_t status = p[7];
         int accnoLength = p[8];
+        const char* text = (const char*)(p + 9);
 
         if (fileIndex != prevFileIndex) {
             if (fileIndex >= sfmList.size()) {
@@ -493,15 +550,32 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             qualLists = qualFields && f->hasQualFile();
             prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
             prefixLength = prefix ? prefix->size() : 0;
+            offsets.attach(&f->fileOffsets);
+            sizes.attach(&f->fileByteSizes);
+            qualOffsets.attach(&f->qualOffsets);
+            qualSizes.attach(&f->qualByteSizes);
         } else if (!f) {
             close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
-        f->addFileOffset(fileOffset);
-        if (qualLists) f->addQualOffset(qualOffset);
-        f->addFileByteSize(fileByteSize);
-        if (qualLists) f->addQualByteSize(qualByteSize);
+        // Offsets past the 32-bit range, and all after them, go on the 64-bit list.
+        if (f->firstLargeOffset == -2 && fileOffset <= SeqFile::MAX_SMALL_OFFSET) {
+            offsets.add((uint32_t)fileOffset);
+        } else {
+            offsets.flush();
+            f->addFileOffset(fileOffset);
+        }
+        if (qualLists) {
+            if (f->firstLargeQualOffset == -2 && qualOffset <= SeqFile::MAX_SMALL_OFFSET) {
+                qualOffsets.add((uint32_t)qualOffset);
+            } else {
+                qualOffsets.flush();
+                f->addQualOffset(qualOffset);
+            }
+        }
+        sizes.add(fileByteSize);
+        if (qualLists) qualSizes.add(qualByteSize);
 
         int64_t clip = version == 0 ? (int64_t)clipField - (int64_t)length + 1 : clipField;
         if (clip < 0) {
@@ -515,31 +589,46 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         rec.length = length;
         rec.clipWord = ((uint32_t)clipPt << 18) | (uint32_t)flags;
         rec.fileIndex = fileIndex;
-        scmList.push_back(rec);
-        byteList.push_back(status);
+        records.add(rec);
+        statusBytes.add(status);
 
         if (accnoLength > 0) {
-            const unsigned char* name = rd.need(accnoLength);
-            if (!name) {
+            if (avail - fixedSize < (size_t)accnoLength) {
                 close(fd);
                 die("%s", FORMAT_MSG);
                 return;
             }
             // Names that carry the file's prefix are stored marked, without it.
-            const char* text = (const char*)name;
             bool marked = prefixLength > 0 && accnoLength >= (int)prefixLength &&
                           memcmp(text, prefix->data(), prefixLength) == 0;
-            if (marked) text += prefixLength, accnoLength -= (int)prefixLength;
-            if (seqId < namesBefore)
-                accnos->put(seqId, text, accnoLength, marked);
-            else
-                accnos->append(text, accnoLength, marked);
+            int nameLength = marked ? accnoLength - (int)prefixLength : accnoLength;
+            const char* name = marked ? text + prefixLength : text;
+            if (seqId < namesBefore) {
+                accnos->put(seqId, name, nameLength, marked);
+            } else {
+                uint32_t pageId;
+                uint16_t offset;
+                accnos->place(name, nameLength, marked, pageId, offset);
+                namePages.add(pageId);
+                nameOffsets.add(offset);
+            }
             lastNamed = seqId;
         } else if (seqId >= namesBefore) {
-            accnos->appendNone();
+            namePages.add(StringSet::NO_PAGE);
+            nameOffsets.add(StringSet::NO_OFFSET);
         }
-        if (flags & SCM_COUNTED) numFlaggedReads++;
+        if (flags & SCM_COUNTED) flagged++;
+        rd.advance(fixedSize + (size_t)accnoLength);
     }
+    records.flush();
+    statusBytes.flush();
+    namePages.flush();
+    nameOffsets.flush();
+    offsets.flush();
+    sizes.flush();
+    qualOffsets.flush();
+    qualSizes.flush();
+    numFlaggedReads += flagged;
     close(fd);
     if (accnos->size() > lastNamed + 1 && accnos->size() > namesBefore) {
         int keep = std::max(lastNamed + 1, namesBefore);
