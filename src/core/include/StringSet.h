@@ -50,6 +50,8 @@ class StringSet {
 public:
     static constexpr uint32_t NO_PAGE = 0xFFFFFFFE;
     static constexpr uint16_t NO_OFFSET = 65535;
+    // Strings up to this length may be moved in one fixed-size copy.
+    static constexpr int SHORT_COPY = 32;
 
     StringSet();
     ~StringSet();
@@ -67,15 +69,21 @@ public:
 
     // Copies n bytes (after a byte 1 if marked, zero-terminated) into the
     // pages and tells where they lie; the index lists are left alone, for a
-    // loader that appends their entries in runs.
-    void place(const char* chars, int n, bool marked, uint32_t& pageId, uint16_t& offset) {
+    // loader that appends their entries in runs. readable is how many bytes
+    // may be read at chars (n at least): with room to spare a short string is
+    // moved in one fixed-size copy.
+    void place(const char* chars, int n, bool marked, uint32_t& pageId, uint16_t& offset,
+               size_t readable = 0) {
         int need = n + (marked ? 1 : 0);
         if (pages.empty() || pageFill + need + 1 > pageSize) newPage(need);
         pageId = (uint32_t)(pages.size() - 1);
         offset = (uint16_t)pageFill;
         char* dest = pages.back() + pageFill;
         if (marked) *dest++ = 1;
-        if (n > 0) memcpy(dest, chars, (size_t)n);
+        if (n <= SHORT_COPY && readable >= SHORT_COPY && pageFill + 1 + SHORT_COPY <= pageSize)
+            memcpy(dest, chars, SHORT_COPY);
+        else if (n > 0)
+            memcpy(dest, chars, (size_t)n);
         dest[n] = 0;
         pageFill += need + 1;
     }

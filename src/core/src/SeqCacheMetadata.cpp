@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,10 +38,15 @@ const char* const FILE_LINE_FORMAT =
 const int SCM_VERSION = 2;
 const uint32_t NO_SIZE = 0xFFFFFFFEu;
 
-// Reads a file through one large buffer and hands out contiguous byte runs.
+// Reads a file through one buffer, small enough to stay in the processor's
+// cache, and hands out contiguous byte runs. SLACK bytes past the buffered
+// data may always be read (their values are of no meaning).
 class BlockReader {
 public:
-    explicit BlockReader(int fd) : fd(fd), buffer(1 << 20) {}
+    static constexpr size_t CAPACITY = 256 << 10;
+    static constexpr size_t SLACK = 64;
+
+    explicit BlockReader(int fd) : fd(fd), buffer(CAPACITY + SLACK) {}
 
     // A pointer to the next n bytes, or null when the file ends before them.
     const unsigned char* need(size_t n) {
@@ -71,9 +77,9 @@ private:
             pos = 0;
             end = have;
         }
-        if (buffer.size() < n) buffer.resize(n);
+        if (buffer.size() < n + SLACK) buffer.resize(n + SLACK);
         while (end < n) {
-            ssize_t got = ::read(fd, buffer.data() + end, buffer.size() - end);
+            ssize_t got = ::read(fd, buffer.data() + end, buffer.size() - SLACK - end);
             if (got <= 0) return false;
             end += (size_t)got;
             fileLeft = fileLeft > (uint64_t)got ? fileLeft - got : 0;
@@ -88,35 +94,36 @@ private:
     uint64_t fileLeft = 0;
 };
 
-// Values for the end of a list, gathered in runs and appended a run at a time.
-template <class T, class List>
-class RunAppender {
+// Records of one file on their way to the store's lists, gathered so that
+// each list takes a whole run with one insert rather than one append per read.
+class RecordRun {
 public:
     static constexpr int RUN = 512;
 
-    explicit RunAppender(List* list) : list(list) {}
-    ~RunAppender() { flush(); }
-    RunAppender(const RunAppender&) = delete;
-    RunAppender& operator=(const RunAppender&) = delete;
-
-    void add(const T& value) {
-        run[count++] = value;
-        if (count == RUN) flush();
+    SeqCacheMetadata records[RUN];
+    uint8_t statusBytes[RUN];
+    uint32_t offsets[RUN];
+    uint32_t sizes[RUN];
+    uint32_t qualOffsets[RUN];
+    uint32_t qualSizes[RUN];
+    uint32_t namePages[RUN];
+    uint16_t nameOffsets[RUN];
+    // Appends the first count records of the run to the store's lists and to
+    // file f's lists (its quality lists too with qualLists).
+    void flush(SeqCache* cache, SeqFile* f, bool qualLists, int count) {
+        if (count == 0) return;
+        cache->scmList.insert(cache->scmList.end(), records, records + count);
+        cache->byteList.insert(cache->byteList.end(), statusBytes, statusBytes + count);
+        f->fileOffsets.insert(f->fileOffsets.end(), offsets, offsets + count);
+        f->fileByteSizes.insert(f->fileByteSizes.end(), sizes, sizes + count);
+        if (qualLists) {
+            f->qualOffsets.insert(f->qualOffsets.end(), qualOffsets, qualOffsets + count);
+            f->qualByteSizes.insert(f->qualByteSizes.end(), qualSizes, qualSizes + count);
+        }
+        StringSet* names = cache->accnos;
+        names->pageIds.insert(names->pageIds.end(), namePages, namePages + count);
+        names->offsets.insert(names->offsets.end(), nameOffsets, nameOffsets + count);
     }
-    void flush() {
-        if (count > 0) list->insert(list->end(), run, run + count);
-        count = 0;
-    }
-    // Appends what is gathered, and goes on with another list.
-    void attach(List* other) {
-        flush();
-        list = other;
-    }
-
-private:
-    List* list;
-    T run[RUN];
-    int count = 0;
 };
 
 // Buffered big-endian writer; a failed write is the assertion "n > 0".
@@ -484,29 +491,34 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     bool qualLists = qualFields && f && f->hasQualFile();
     const std::string* prefix = f && f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
     size_t prefixLength = prefix ? prefix->size() : 0;
-    // Records, offsets, sizes and name places go to their lists in runs.
-    RunAppender<SeqCacheMetadata, BulkDeque<SeqCacheMetadata>> records(&scmList);
-    RunAppender<uint8_t, BulkDeque<uint8_t>> statusBytes(&byteList);
-    RunAppender<uint32_t, BulkDeque<uint32_t>> namePages(&accnos->pageIds);
-    RunAppender<uint16_t, BulkDeque<uint16_t>> nameOffsets(&accnos->offsets);
-    SeqFile* listFile = f ? f : sfmList[0];
-    RunAppender<uint32_t, BulkDeque<uint32_t>> offsets(&listFile->fileOffsets);
-    RunAppender<uint32_t, BulkDeque<uint32_t>> sizes(&listFile->fileByteSizes);
-    RunAppender<uint32_t, BulkDeque<uint32_t>> qualOffsets(&listFile->qualOffsets);
-    RunAppender<uint32_t, BulkDeque<uint32_t>> qualSizes(&listFile->qualByteSizes);
+    // Records go to the lists in runs. A record that the run cannot take (an
+    // offset for the 64-bit list, a name that replaces one already in the
+    // table) goes to them alone, after the run before it.
+    std::unique_ptr<RecordRun> run(new RecordRun());
+    int runCount = 0;
+    auto flushRun = [&]() {
+        run->flush(this, f, qualLists, runCount);
+        runCount = 0;
+    };
     // Room for the longest record, so that most records need no check.
     const size_t maxRecord = fixedSize + 255;
     int flagged = 0;
+    // The reader's place, kept here between refills.
+    const unsigned char* cursor = rd.current();
+    size_t avail = rd.available();
     for (uint32_t r = 0; r < count; r++) {
         int seqId = base + (int)r;
-        size_t avail = rd.available();
-        if (avail < maxRecord) avail = rd.ensure(maxRecord);
+        if (avail < maxRecord) {
+            rd.advance((size_t)(cursor - rd.current()));
+            avail = rd.ensure(maxRecord);
+            cursor = rd.current();
+        }
         if (avail < fixedSize) {
             close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
-        const unsigned char* p = rd.current();
+        const unsigned char* p = cursor;
         uint32_t fileIndex;
         if (version == 0) {
             fileIndex = getuint32(p);
@@ -544,38 +556,18 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
                 die("%s", FORMAT_MSG);
                 return;
             }
+            flushRun();
             prevFileIndex = fileIndex;
             f = sfmList[fileIndex];
             f->firstSeqId = seqId;
             qualLists = qualFields && f->hasQualFile();
             prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
             prefixLength = prefix ? prefix->size() : 0;
-            offsets.attach(&f->fileOffsets);
-            sizes.attach(&f->fileByteSizes);
-            qualOffsets.attach(&f->qualOffsets);
-            qualSizes.attach(&f->qualByteSizes);
         } else if (!f) {
             close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
-        // Offsets past the 32-bit range, and all after them, go on the 64-bit list.
-        if (f->firstLargeOffset == -2 && fileOffset <= SeqFile::MAX_SMALL_OFFSET) {
-            offsets.add((uint32_t)fileOffset);
-        } else {
-            offsets.flush();
-            f->addFileOffset(fileOffset);
-        }
-        if (qualLists) {
-            if (f->firstLargeQualOffset == -2 && qualOffset <= SeqFile::MAX_SMALL_OFFSET) {
-                qualOffsets.add((uint32_t)qualOffset);
-            } else {
-                qualOffsets.flush();
-                f->addQualOffset(qualOffset);
-            }
-        }
-        sizes.add(fileByteSize);
-        if (qualLists) qualSizes.add(qualByteSize);
 
         int64_t clip = version == 0 ? (int64_t)clipField - (int64_t)length + 1 : clipField;
         if (clip < 0) {
@@ -589,45 +581,68 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         rec.length = length;
         rec.clipWord = ((uint32_t)clipPt << 18) | (uint32_t)flags;
         rec.fileIndex = fileIndex;
-        records.add(rec);
-        statusBytes.add(status);
 
+        // Names that carry the file's prefix are stored marked, without it.
+        bool marked = false;
+        const char* name = text;
+        int nameLength = accnoLength;
         if (accnoLength > 0) {
             if (avail - fixedSize < (size_t)accnoLength) {
                 close(fd);
                 die("%s", FORMAT_MSG);
                 return;
             }
-            // Names that carry the file's prefix are stored marked, without it.
-            bool marked = prefixLength > 0 && accnoLength >= (int)prefixLength &&
-                          memcmp(text, prefix->data(), prefixLength) == 0;
-            int nameLength = marked ? accnoLength - (int)prefixLength : accnoLength;
-            const char* name = marked ? text + prefixLength : text;
-            if (seqId < namesBefore) {
-                accnos->put(seqId, name, nameLength, marked);
-            } else {
-                uint32_t pageId;
-                uint16_t offset;
-                accnos->place(name, nameLength, marked, pageId, offset);
-                namePages.add(pageId);
-                nameOffsets.add(offset);
+            if (prefixLength > 0 && accnoLength >= (int)prefixLength &&
+                memcmp(text, prefix->data(), prefixLength) == 0) {
+                marked = true;
+                name += prefixLength;
+                nameLength -= (int)prefixLength;
             }
             lastNamed = seqId;
-        } else if (seqId >= namesBefore) {
-            namePages.add(StringSet::NO_PAGE);
-            nameOffsets.add(StringSet::NO_OFFSET);
+        }
+
+        if (f->firstLargeOffset == -2 && fileOffset <= SeqFile::MAX_SMALL_OFFSET &&
+            (!qualLists ||
+             (f->firstLargeQualOffset == -2 && qualOffset <= SeqFile::MAX_SMALL_OFFSET)) &&
+            seqId >= namesBefore) {
+            int i = runCount;
+            run->records[i] = rec;
+            run->statusBytes[i] = status;
+            run->offsets[i] = (uint32_t)fileOffset;
+            run->sizes[i] = fileByteSize;
+            run->qualOffsets[i] = (uint32_t)qualOffset;
+            run->qualSizes[i] = qualByteSize;
+            if (accnoLength > 0) {
+                accnos->place(name, nameLength, marked, run->namePages[i], run->nameOffsets[i],
+                              avail - fixedSize - (size_t)(name - text) + BlockReader::SLACK);
+            } else {
+                run->namePages[i] = StringSet::NO_PAGE;
+                run->nameOffsets[i] = StringSet::NO_OFFSET;
+            }
+            if (++runCount == RecordRun::RUN) flushRun();
+        } else {
+            flushRun();
+            scmList.push_back(rec);
+            byteList.push_back(status);
+            f->addFileOffset(fileOffset);
+            f->addFileByteSize(fileByteSize);
+            if (qualLists) {
+                f->addQualOffset(qualOffset);
+                f->addQualByteSize(qualByteSize);
+            }
+            if (seqId < namesBefore) {
+                if (accnoLength > 0) accnos->put(seqId, name, nameLength, marked);
+            } else if (accnoLength > 0) {
+                accnos->append(name, nameLength, marked);
+            } else {
+                accnos->appendNone();
+            }
         }
         if (flags & SCM_COUNTED) flagged++;
-        rd.advance(fixedSize + (size_t)accnoLength);
+        cursor += fixedSize + (size_t)accnoLength;
+        avail -= fixedSize + (size_t)accnoLength;
     }
-    records.flush();
-    statusBytes.flush();
-    namePages.flush();
-    nameOffsets.flush();
-    offsets.flush();
-    sizes.flush();
-    qualOffsets.flush();
-    qualSizes.flush();
+    flushRun();
     numFlaggedReads += flagged;
     close(fd);
     if (accnos->size() > lastNamed + 1 && accnos->size() > namesBefore) {
