@@ -82,9 +82,14 @@ void fuzzMakeDir(const std::string& path) {
 void fuzzKeepOpenFds() { baselineFds = openFds(); }
 
 void fuzzCloseNewFds() {
+    // Only files and directories: pipes and sockets belong to the sanitizers' symbolizer.
     std::vector<int> now = openFds();
-    for (int fd : now)
-        if (!std::binary_search(baselineFds.begin(), baselineFds.end(), fd)) close(fd);
+    for (int fd : now) {
+        struct stat st;
+        if (std::binary_search(baselineFds.begin(), baselineFds.end(), fd) || fstat(fd, &st) != 0)
+            continue;
+        if (S_ISREG(st.st_mode) || S_ISDIR(st.st_mode)) close(fd);
+    }
 }
 
 void fuzzSplit(const uint8_t* data, size_t size, const std::string& marker, std::string& first,

@@ -24,8 +24,8 @@ void fuzzMakeDir(const std::string& path);
 // Takes the descriptors open now as the ones to keep (after a target's fixture is made).
 void fuzzKeepOpenFds();
 
-// Closes every descriptor opened since fuzzSetUp first ran (or fuzzKeepOpenFds): a reader stopped by the
-// hook leaves its files (and a project's lock) open.
+// Closes every file or directory descriptor opened since fuzzSetUp first ran (or
+// fuzzKeepOpenFds): a reader stopped by the hook leaves its files (and a project's lock) open.
 void fuzzCloseNewFds();
 
 // Splits data at the first occurrence of marker into the part before and after it;

@@ -22,6 +22,10 @@ if [ ${#targets[@]} -eq 0 ]; then
     done
 fi
 
+# Leaks are not checked, here nor at exit: the readers allocate with new and free at
+# process end by design, and a reader stopped by die leaves its objects behind.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 mkdir -p "$build/logs"
 runOne() {
     local name=$1
@@ -29,7 +33,6 @@ runOne() {
     local start=$SECONDS
     local dict=()
     [ -f "$root/fuzz/$name.dict" ] && dict=(-dict="$root/fuzz/$name.dict")
-    # Leaks are not checked: the readers allocate with new and free at process end by design.
     # Output of the readers (warnings, usage texts) is dropped; reports still print.
     "$build/fuzz/${name}Fuzz" -max_total_time="$seconds" -detect_leaks=0 -close_fd_mask=3 \
         -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 "${dict[@]}" \

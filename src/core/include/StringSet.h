@@ -79,6 +79,8 @@ public:
         pageId = (uint32_t)(pages.size() - 1);
         offset = (uint16_t)pageFill;
         char* dest = pages.back() + pageFill;
+        // Pages fill front to back: have the lines ahead on their way.
+        __builtin_prefetch(dest + 1024, 1, 0);
         if (marked) *dest++ = 1;
         if (n <= SHORT_COPY && readable >= SHORT_COPY && pageFill + 1 + SHORT_COPY <= pageSize)
             memcpy(dest, chars, SHORT_COPY);

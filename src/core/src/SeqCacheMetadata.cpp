@@ -503,7 +503,9 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     // Room for the longest record, so that most records need no check.
     const size_t maxRecord = fixedSize + 255;
     int flagged = 0;
-    // The reader's place, kept here between refills.
+    // Kept here rather than read through pointers for every record: the
+    // name table, and the reader's place between refills.
+    StringSet* names = accnos;
     const unsigned char* cursor = rd.current();
     size_t avail = rd.available();
     for (uint32_t r = 0; r < count; r++) {
@@ -613,8 +615,8 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             run->qualOffsets[i] = (uint32_t)qualOffset;
             run->qualSizes[i] = qualByteSize;
             if (accnoLength > 0) {
-                accnos->place(name, nameLength, marked, run->namePages[i], run->nameOffsets[i],
-                              avail - fixedSize - (size_t)(name - text) + BlockReader::SLACK);
+                names->place(name, nameLength, marked, run->namePages[i], run->nameOffsets[i],
+                             avail - fixedSize - (size_t)(name - text) + BlockReader::SLACK);
             } else {
                 run->namePages[i] = StringSet::NO_PAGE;
                 run->nameOffsets[i] = StringSet::NO_OFFSET;
@@ -631,11 +633,11 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
                 f->addQualByteSize(qualByteSize);
             }
             if (seqId < namesBefore) {
-                if (accnoLength > 0) accnos->put(seqId, name, nameLength, marked);
+                if (accnoLength > 0) names->put(seqId, name, nameLength, marked);
             } else if (accnoLength > 0) {
-                accnos->append(name, nameLength, marked);
+                names->append(name, nameLength, marked);
             } else {
-                accnos->appendNone();
+                names->appendNone();
             }
         }
         if (flags & SCM_COUNTED) flagged++;

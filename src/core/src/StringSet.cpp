@@ -36,15 +36,17 @@ size_t classBytes(int cls) {
     return (size_t)1 << (cls - NUM_SMALL + MIN_LARGE_SHIFT);
 }
 
-// A mapping aligned to huge pages and advised to use them; the bytes are only
-// backed by memory once touched.
+// Ends the process as a failed allocation does.
+void outOfMemory() {
+    die("Error:  The computation ran out of memory and is unable to continue.\n");
+}
+
+// A mapping aligned to huge pages and advised to use them, or null; the bytes
+// are only backed by memory once touched.
 char* mapHuge(size_t bytes) {
     void* p = mmap(nullptr, bytes + HUGE_PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
                    -1, 0);
-    if (p == MAP_FAILED) {
-        die("Error:  The computation ran out of memory and is unable to continue.\n");
-        return nullptr;
-    }
+    if (p == MAP_FAILED) return nullptr;
     char* start = (char*)(((uintptr_t)p + HUGE_PAGE - 1) & ~(uintptr_t)(HUGE_PAGE - 1));
     char* end = (char*)p + bytes + HUGE_PAGE;
     // Give back the unaligned ends.
@@ -63,8 +65,12 @@ class BulkPool {
 public:
     void* allocate(size_t bytes) {
         int cls = sizeClass(bytes);
-        if (cls < 0) return mapHuge(roundToHuge(bytes));
-        std::lock_guard<std::mutex> lock(mutex);
+        if (cls < 0) {
+            char* own = mapHuge(roundToHuge(bytes));
+            if (!own) outOfMemory();
+            return own;
+        }
+        std::unique_lock<std::mutex> lock(mutex);
         void* block = freeBlocks[cls];
         if (block) {
             freeBlocks[cls] = *(void**)block;
@@ -73,8 +79,15 @@ public:
         size_t size = classBytes(cls);
         if (cls < NUM_SMALL && (block = splitLargeBlock(cls, size))) return block;
         if ((size_t)(end - next) < size) {
-            next = mapHuge(REGION_BYTES);
-            end = next + REGION_BYTES;
+            char* region = mapHuge(REGION_BYTES);
+            if (!region) {
+                // The process ends; nothing that runs on the way out must wait for the lock.
+                lock.unlock();
+                outOfMemory();
+                return nullptr;
+            }
+            next = region;
+            end = region + REGION_BYTES;
         }
         block = next;
         next += size;
