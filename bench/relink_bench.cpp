@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +20,7 @@
 #include "ProjectBuilder.h"
 #include "SampleReads.h"
 #include "SffWriter.h"
-#include "StringSet.h"
+#include "BulkAllocator.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -52,6 +53,39 @@ static std::vector<int> sampledReads(int count) {
         }
     }
     return ids;
+}
+
+// Reads the sampled entries of every file of dir, as a relink compares them.
+static bool readSampledEntries(const std::string& dir,
+                               const std::vector<std::vector<uint64_t>>& offsets,
+                               const std::vector<std::vector<uint32_t>>& sizes,
+                               std::vector<char>& buffer) {
+    for (int f = 0; f < NUM_FILES; f++) {
+        int fd = open((dir + "/run" + std::to_string(f) + ".sff").c_str(), O_RDONLY);
+        if (fd < 0) return false;
+        for (int id : sampledReads(READS_PER_FILE))
+            if (pread(fd, buffer.data(), sizes[f][id], (off_t)offsets[f][id]) < 0) return false;
+        close(fd);
+    }
+    return true;
+}
+
+// Reads the two state files into freshly handed-out memory.
+static bool readIntoFreshMemory(const std::string& sub) {
+    for (const char* name : {"/.SeqFileMetadata", "/.SeqCacheMetadata"}) {
+        int fd = open((sub + name).c_str(), O_RDONLY);
+        if (fd < 0) return false;
+        struct stat st;
+        fstat(fd, &st);
+        size_t size = (size_t)st.st_size + 1;
+        char* fresh = (char*)bulkAllocate(size);
+        ssize_t n, got = 0;
+        while ((n = read(fd, fresh + got, (size_t)st.st_size - got)) > 0) got += n;
+        if (got > 0 && fresh[got - 1] == 0x7F) printf(" ");
+        bulkFree(fresh, size);
+        close(fd);
+    }
+    return true;
 }
 
 static int runRelink(const std::string& readfix, const std::string& proj, const std::string& from,
@@ -105,47 +139,32 @@ int main(int argc, char** argv) {
     readWhole(sub + "/.SeqFileMetadata", buffer);
     readWhole(sub + "/.SeqCacheMetadata", buffer);
 
-    start = Clock::now();
-    readWhole(sub + "/.SeqFileMetadata", buffer);
-    readWhole(sub + "/.SeqCacheMetadata", buffer);
-    for (int f = 0; f < NUM_FILES; f++) {
-        int fd = open((work + "/moved/run" + std::to_string(f) + ".sff").c_str(), O_RDONLY);
-        for (int id : sampledReads(READS_PER_FILE))
-            if (pread(fd, buffer.data(), sizes[f][id], (off_t)offsets[f][id]) < 0) return 1;
-        close(fd);
-    }
-    double baseline = seconds(start);
+    // Each figure is the best of three rounds; the relink goes back and forth
+    // between the two directories, which hold the same bytes.
+    double baseline = 1e9, freshBaseline = 1e9, relink = 1e9;
+    for (int round = 0; round < 3; round++) {
+        start = Clock::now();
+        readWhole(sub + "/.SeqFileMetadata", buffer);
+        readWhole(sub + "/.SeqCacheMetadata", buffer);
+        if (!readSampledEntries(work + "/moved", offsets, sizes, buffer)) return 1;
+        baseline = std::min(baseline, seconds(start));
 
-    // The same, with the state files read into fresh memory of the kind the
-    // store's lists use: a load must at least have its memory handed out.
-    start = Clock::now();
-    for (const char* name : {"/.SeqFileMetadata", "/.SeqCacheMetadata"}) {
-        int fd = open((sub + name).c_str(), O_RDONLY);
-        if (fd < 0) return 1;
-        struct stat st;
-        fstat(fd, &st);
-        size_t size = (size_t)st.st_size + 1;
-        char* fresh = (char*)bulkAllocate(size);
-        ssize_t n, got = 0;
-        while ((n = read(fd, fresh + got, (size_t)st.st_size - got)) > 0) got += n;
-        if (got > 0 && fresh[got - 1] == 0x7F) printf(" ");
-        bulkFree(fresh, size);
-        close(fd);
-    }
-    for (int f = 0; f < NUM_FILES; f++) {
-        int fd = open((work + "/moved/run" + std::to_string(f) + ".sff").c_str(), O_RDONLY);
-        for (int id : sampledReads(READS_PER_FILE))
-            if (pread(fd, buffer.data(), sizes[f][id], (off_t)offsets[f][id]) < 0) return 1;
-        close(fd);
-    }
-    double freshBaseline = seconds(start);
+        // The same, with the state files read into fresh memory of the kind the
+        // store's lists use: a load must at least have its memory handed out.
+        start = Clock::now();
+        if (!readIntoFreshMemory(sub)) return 1;
+        if (!readSampledEntries(work + "/moved", offsets, sizes, buffer)) return 1;
+        freshBaseline = std::min(freshBaseline, seconds(start));
 
-    start = Clock::now();
-    int status = runRelink(readfix, work + "/proj", work + "/runs", work + "/moved");
-    double relink = seconds(start);
-    if (status != 0) {
-        fprintf(stderr, "relink failed with status %d\n", status);
-        return 1;
+        bool forth = round % 2 == 0;
+        start = Clock::now();
+        int status = runRelink(readfix, work + "/proj", work + (forth ? "/runs" : "/moved"),
+                               work + (forth ? "/moved" : "/runs"));
+        relink = std::min(relink, seconds(start));
+        if (status != 0) {
+            fprintf(stderr, "relink failed with status %d\n", status);
+            return 1;
+        }
     }
     printf("baseline: read state files + sampled entries  %.3f s\n", baseline);
     printf("readfix -relink (whole process)              %.3f s  (%.1fx baseline)\n", relink,
