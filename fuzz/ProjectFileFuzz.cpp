@@ -1,5 +1,6 @@
 // Fuzz target of the project file loader: the input becomes the sub-project XML
-// file of a real project directory, which a loading Context locks and reads.
+// file of a real project directory, which a loading Context locks and reads; what it
+// read is written back and loaded again.
 #include <string>
 
 #include "Context.h"
@@ -25,7 +26,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     InputFile::poolNames.clear();
     try {
         Context* context = new Context(project, "mapping", true, false, false);
+        // What was read is written back and must load again.
+        context->serialize();
         context->releaseProjectLock();
+        Context* again = new Context(project, "mapping", true, false, false);
+        again->releaseProjectLock();
+        for (InputFile* file : again->refFiles) delete file;
+        for (InputFile* file : again->readFiles) delete file;
+        delete again;
         // The context keeps its records for the process's life; here they go with it.
         for (InputFile* file : context->refFiles) delete file;
         for (InputFile* file : context->readFiles) delete file;

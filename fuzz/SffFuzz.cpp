@@ -16,6 +16,13 @@ namespace {
 // Entries read from one input at most, so that a file of many tiny reads stays quick.
 const int MAX_ENTRIES = 64;
 
+// All bases of the read, clipped or not.
+std::string rawBases(const Sequence* seq) {
+    std::string out;
+    for (int i = 0; i < seq->bases.length(); i++) out += seq->bases.at(i);
+    return out;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -72,6 +79,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 uint32_t bytes = mode == 0 ? (uint32_t)entrySize : 0;
                 file->readSequence(seq, pos, bytes, 0, 0, clipLength, clipPoint, mode == 1,
                                    mode == 2, true, true, mode != 2);
+                if (mode == 0) {
+                    // The same entry decoded from memory must give the same read.
+                    std::string name = seq->accno.str(), bases = rawBases(seq);
+                    uint64_t avail = size - pos;
+                    int cp = 0;
+                    seq->clear();
+                    file->readSequence(seq, pos, (uint32_t)(entrySize < avail ? entrySize : avail),
+                                       0, 0, 0, cp, false, false, true, true, true, false, false,
+                                       (const char*)e, true);
+                    if (seq->accno.str() != name || rawBases(seq) != bases) __builtin_trap();
+                }
             }
         } catch (const FuzzExit&) {
         }

@@ -1,6 +1,7 @@
 // Fuzz target of the store's state files: the input is .SeqFileMetadata, then the
 // marker line, then .SeqCacheMetadata, loaded into a store of a real project
-// (one SFF file linked from sff/, one FASTA file) whose reads are then fetched.
+// (one SFF file linked from sff/, one FASTA file) whose reads are then fetched,
+// and which is written out and loaded again.
 // "$RUNS" in the file list stands for the directory of the project's read files,
 // so that inputs name them wherever the scratch directory lies.
 #include <string>
@@ -75,6 +76,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         cache->getNumBases();
         cache->getMaxSeqLength();
+        // What was read is written out and must load again.
+        std::string fileCopy = dir + "/copy.SeqFileMetadata";
+        std::string readCopy = dir + "/copy.SeqCacheMetadata";
+        cache->writeSeqFileMetadata(fileCopy);
+        cache->writeSeqCacheMetadata(readCopy);
+        SeqCache* again = new SeqCache(context, false);
+        try {
+            again->readMetadata(fileCopy, readCopy, context->sffDirectory,
+                                context->declaredRefCount, true);
+        } catch (const FuzzExit&) {
+        }
+        delete again;
     } catch (const FuzzExit&) {
     }
     // The store goes with its files, tables and buffers, so that inputs don't pile up memory.

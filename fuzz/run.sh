@@ -23,7 +23,8 @@ if [ ${#targets[@]} -eq 0 ]; then
 fi
 
 # Leaks are not checked, here nor at exit: the readers allocate with new and free at
-# process end by design, and a reader stopped by die leaves its objects behind.
+# process end by design, and a reader stopped by die leaves its objects behind (the
+# project file's XML tree, a few KB an input: hence the high memory limit below).
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 mkdir -p "$build/logs"
@@ -35,7 +36,7 @@ runOne() {
     [ -f "$root/fuzz/$name.dict" ] && dict=(-dict="$root/fuzz/$name.dict")
     # Output of the readers (warnings, usage texts) is dropped; reports still print.
     "$build/fuzz/${name}Fuzz" -max_total_time="$seconds" -detect_leaks=0 -close_fd_mask=3 \
-        -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 "${dict[@]}" \
+        -timeout=10 -rss_limit_mb=6144 -print_final_stats=1 "${dict[@]}" \
         -artifact_prefix="$build/artifacts/$name/" \
         "$build/corpus/$name" "$root/fuzz/corpus/$name" >"$build/logs/$name.log" 2>&1
     local status=$?

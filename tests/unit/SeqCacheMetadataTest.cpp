@@ -324,6 +324,10 @@ TEST_F(StateFiles, MalformedFilesDieAndChangeNothing) {
         for (int i = 0; i < n; i++) line += i == 0 ? "\t1" : "\t0";
         cases.push_back({line + "\n", goodScm, FORMAT_RE});
     }
+    // Lines longer than the 10,000-byte line buffer: a name that fills it, and a good line
+    // whose trailing blanks run past it.
+    cases.push_back({"0\n" + std::string(12000, 'n') + ".sff\t" + cols + "\n", goodScm, FORMAT_RE});
+    cases.push_back({"0\na.sff\t" + cols + std::string(12000, ' ') + "\n", goodScm, FORMAT_RE});
     std::string sfm = readFile(sfmPath());
     cases.push_back(
         {sfm, ".scm" + be32(3) + be32(0), "Error:  Invalid version of project state files\\.\n"});
