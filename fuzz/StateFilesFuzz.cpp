@@ -55,8 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
          at = fileList.find("$RUNS", at + runs.size()))
         fileList.replace(at, 5, runs);
     fuzzWriteFile(context->seqFileMetadataPath, (const uint8_t*)fileList.data(), fileList.size());
-    fuzzWriteFile(context->seqCacheMetadataPath, (const uint8_t*)readList.data(),
-                  readList.size());
+    fuzzWriteFile(context->seqCacheMetadataPath, (const uint8_t*)readList.data(), readList.size());
     SeqFile::lastFilename[0] = 0;
     SeqFile::lastSize = 0;
     InputFile::poolIds.clear();

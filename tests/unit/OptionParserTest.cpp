@@ -277,7 +277,8 @@ TEST(OptionParserTest, OptionFileLinesLongerThanTheLineBuffer) {
         int added = p->parseOptionsConfigFile(cfg);
         printf("%d|", added);
         for (const auto& nv : p->getNameValuePairs())
-            printf("%s=%zu:%s,", nv.first.c_str(), nv.second.size(), nv.second.substr(0, 3).c_str());
+            printf("%s=%zu:%s,", nv.first.c_str(), nv.second.size(),
+                   nv.second.substr(0, 3).c_str());
     });
     EXPECT_EQ(o.status, RETURNED);
     EXPECT_EQ(o.out, "3|cpu=1:3,siom=1:7,vt=300:vvv,");
