@@ -20,7 +20,7 @@
 #include "ProjectBuilder.h"
 #include "SampleReads.h"
 #include "SffWriter.h"
-#include "BulkAllocator.h"
+#include "BenchSupport.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -72,20 +72,8 @@ static bool readSampledEntries(const std::string& dir,
 
 // Reads the two state files into freshly handed-out memory.
 static bool readIntoFreshMemory(const std::string& sub) {
-    for (const char* name : {"/.SeqFileMetadata", "/.SeqCacheMetadata"}) {
-        int fd = open((sub + name).c_str(), O_RDONLY);
-        if (fd < 0) return false;
-        struct stat st;
-        fstat(fd, &st);
-        size_t size = (size_t)st.st_size + 1;
-        char* fresh = (char*)bulkAllocate(size);
-        ssize_t n, got = 0;
-        while ((n = read(fd, fresh + got, (size_t)st.st_size - got)) > 0) got += n;
-        if (got > 0 && fresh[got - 1] == 0x7F) printf(" ");
-        bulkFree(fresh, size);
-        close(fd);
-    }
-    return true;
+    return readIntoFreshMemory(sub + "/.SeqFileMetadata") > 0 &&
+           readIntoFreshMemory(sub + "/.SeqCacheMetadata") > 0;
 }
 
 static int runRelink(const std::string& readfix, const std::string& proj, const std::string& from,

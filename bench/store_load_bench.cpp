@@ -24,6 +24,7 @@
 #include "SeqCache.h"
 #include "SeqFile.h"
 #include "SffWriter.h"
+#include "BenchSupport.h"
 #include "StringSet.h"
 
 static double now() {
@@ -143,18 +144,8 @@ static int loadMode(const std::string& dir, int numReads) {
     // where the kernel has them): the cost of the memory itself, which a load
     // cannot avoid, next to the copy.
     t0 = now();
-    for (const std::string& path : {ctx.seqFileMetadataPath, ctx.seqCacheMetadataPath}) {
-        int fd = open(path.c_str(), O_RDONLY);
-        struct stat st;
-        fstat(fd, &st);
-        size_t size = (size_t)st.st_size + 1;
-        char* fresh = (char*)bulkAllocate(size);
-        ssize_t n, got = 0;
-        while ((n = read(fd, fresh + got, (size_t)st.st_size - got)) > 0) got += n;
-        freshBytes += (uint64_t)got + (uint8_t)fresh[got / 2];
-        bulkFree(fresh, size);
-        close(fd);
-    }
+    for (const std::string& path : {ctx.seqFileMetadataPath, ctx.seqCacheMetadataPath})
+        freshBytes += readIntoFreshMemory(path);
     double bulkTime = now() - t0;
     if (freshBytes == 0) printf("(empty state files)\n");
 
