@@ -71,7 +71,7 @@ static bool readSampledEntries(const std::string& dir,
 }
 
 // Reads the two state files into freshly handed-out memory.
-static bool readIntoFreshMemory(const std::string& sub) {
+static bool readStateFilesIntoFreshMemory(const std::string& sub) {
     return readIntoFreshMemory(sub + "/.SeqFileMetadata") > 0 &&
            readIntoFreshMemory(sub + "/.SeqCacheMetadata") > 0;
 }
@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
         // The same, with the state files read into fresh memory of the kind the
         // store's lists use: a load must at least have its memory handed out.
         start = Clock::now();
-        if (!readIntoFreshMemory(sub)) return 1;
+        if (!readStateFilesIntoFreshMemory(sub)) return 1;
         if (!readSampledEntries(work + "/moved", offsets, sizes, buffer)) return 1;
         freshBaseline = std::min(freshBaseline, seconds(start));
 
