@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <ctime>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -79,9 +77,7 @@ TEST(ProjectUtilTest, FastqSniffing) {
     TempDir dir;
     writeFile(dir.path("reads.fq"), colonFastq(4));
     FastqResult r = sniffFastq(dir.path("reads.fq"));
-    EXPECT_TRUE(r.ok);
-    EXPECT_TRUE(r.illumina);
-    EXPECT_EQ(r.accnoType, 4);
+    EXPECT_TRUE(r.ok && r.illumina && r.accnoType == 4);
     EXPECT_EQ(r.firstName, "HWI-EAS:7:1:10");
 
     // Colon names that also carry the long form.
@@ -91,20 +87,15 @@ TEST(ProjectUtilTest, FastqSniffing) {
     // Low-range qualities, and names of no known form: accnoType stays as it was.
     writeFile(dir.path("plain.fq"), "@read_1 x\nACGT\n+\nIIII\n@read_2\nACGT\n+read_2\n#$%!\n");
     r = sniffFastq(dir.path("plain.fq"), 9);
-    EXPECT_TRUE(r.ok);
-    EXPECT_FALSE(r.illumina);
-    EXPECT_EQ(r.accnoType, 9);
+    EXPECT_TRUE(r.ok && !r.illumina && r.accnoType == 9);
     EXPECT_EQ(r.firstName, "read_");
 
-    writeFile(dir.path("empty.fq"), "");
-    writeFile(dir.path("noqual.fq"), "@r1\nACGT\n+\n");
-    writeFile(dir.path("onlyB.fq"), "@r1\nACGT\n+\nBBBB\n");
-    writeFile(dir.path("truncated.fq"), "@r1\nACG");
-    writeFile(dir.path("binary.fq"), "@r1\nAC\xc3\xa9GT\n+\n\xc3\xa9II\n");
-    for (const char* name :
-         {"empty.fq", "noqual.fq", "onlyB.fq", "truncated.fq", "binary.fq", "missing.fq", ""}) {
-        EXPECT_FALSE(sniffFastq(dir.path(name)).ok) << name;
+    for (std::string bad : {"", "@r1\nACGT\n+\n", "@r1\nACGT\n+\nBBBB\n", "@r1\nACG",
+                            "@r1\nAC\xc3\xa9GT\n+\n\xc3\xa9II\n"}) {
+        writeFile(dir.path("bad.fq"), bad);
+        EXPECT_FALSE(sniffFastq(dir.path("bad.fq")).ok) << bad;
     }
+    EXPECT_FALSE(sniffFastq(dir.path("missing.fq")).ok || sniffFastq(dir.path()).ok);
 }
 
 TEST(ProjectUtilTest, FastqNameFormsInArchiveNamedFiles) {
@@ -136,12 +127,8 @@ TEST(ProjectUtilTest, FastqNameFormsInArchiveNamedFiles) {
 }
 
 TEST(ProjectUtilTest, GeneratedProjectName) {
-    time_t now = time(nullptr);
-    struct tm local;
-    localtime_r(&now, &local);
     std::string name = generateProjectName("name");
     EXPECT_TRUE(std::regex_match(name, std::regex("P_\\d{4}(_\\d\\d){5}_name"))) << name;
-    EXPECT_EQ(name.substr(2, 4), std::to_string(local.tm_year + 1900));
 }
 
 TEST(ProjectUtilTest, LinkRunRegionSffFiles) {
@@ -162,10 +149,7 @@ TEST(ProjectUtilTest, LinkRunRegionSffFiles) {
     regions = {{2, ""}, {5, ""}};
     EXPECT_EQ(linkRunRegionSffFiles(run, regions, proj), 1);
     EXPECT_EQ(regions, (std::vector<std::pair<int, std::string>>{{2, "E3MFGYR02.sff"}, {5, ""}}));
-    char target[4096];
-    ssize_t n = readlink((proj + "/E3MFGYR02.sff").c_str(), target, sizeof target);
-    ASSERT_GT(n, 0);
-    EXPECT_EQ(std::string(target, n), run + "/sff/E3MFGYR02.sff");
+    EXPECT_EQ(testsupport::linkTarget(proj + "/E3MFGYR02.sff"), run + "/sff/E3MFGYR02.sff");
     EXPECT_FALSE(testsupport::exists(proj + "/E3MFGYR01.sff"));
 
     regions.clear();
