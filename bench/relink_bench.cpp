@@ -17,10 +17,10 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "ProjectBuilder.h"
 #include "SampleReads.h"
 #include "SffWriter.h"
-#include "BenchSupport.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;

@@ -19,12 +19,12 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Context.h"
 #include "InputFile.h"
 #include "SeqCache.h"
 #include "SeqFile.h"
 #include "SffWriter.h"
-#include "BenchSupport.h"
 #include "StringSet.h"
 
 static double now() {

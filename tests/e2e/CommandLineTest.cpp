@@ -79,9 +79,9 @@ TEST_F(CommandLineTest, NoArgumentsOrNoOptionPrintsUsageOnly) {
 TEST_F(CommandLineTest, ConflictingModes) {
     RunResult r = runReadfix({"-p", "-np", "x"}, proj);
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ(std::string("Error:  Only one of -p and -np can be given on the command-line.\n") +
-                  USAGE,
-              r.err);
+    EXPECT_EQ(
+        std::string("Error:  Only one of -p and -np can be given on the command-line.\n") + USAGE,
+        r.err);
 
     // The mode test comes before the -p/-np test.
     r = runReadfix({"-p", "-np", "-relink", "a", "b"}, proj);
@@ -167,13 +167,14 @@ TEST_F(CommandLineTest, TooManyArgumentsListsThemAll) {
     // ... two are not.
     r = runReadfix({"-verbose", proj, "x1", "x2"});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ("Error:  Too many arguments (project's source and/or destination paths) specified "
-              "on the command line:\n1. readfix\n2. -verbose\n3. " +
-                  proj +
-                  "\n4. x1\n5. x2\nIf you are using joker (wild) characters in your paths names, "
-                  "please re-run command without them.\n\n" +
-                  USAGE,
-              r.err);
+    EXPECT_EQ(
+        "Error:  Too many arguments (project's source and/or destination paths) specified "
+        "on the command line:\n1. readfix\n2. -verbose\n3. " +
+            proj +
+            "\n4. x1\n5. x2\nIf you are using joker (wild) characters in your paths names, "
+            "please re-run command without them.\n\n" +
+            USAGE,
+        r.err);
     expectUnchanged();
 }
 

@@ -67,9 +67,11 @@ TEST(FailurePathTest, LockHeldByAnotherProcess) {
                   "/.RunLock is locked. \n  Unable to get the project file lock. \n",
               r.out);
     EXPECT_EQ("Total of 1 SFF file successfully updated.\n", r.err);
-    EXPECT_EQ("true", elementValue(readFile(sample.xmlPath).substr(
-                                       readFile(sample.xmlPath).find("<SFFDirFilename>A.sff")),
-                                   "IsPairedEnd"));
+    EXPECT_EQ(
+        "true",
+        elementValue(
+            readFile(sample.xmlPath).substr(readFile(sample.xmlPath).find("<SFFDirFilename>A.sff")),
+            "IsPairedEnd"));
 }
 
 TEST(FailurePathTest, ReadOnlySubProjectDirectory) {
@@ -107,10 +109,11 @@ TEST(FailurePathTest, LinkThatCannotBeReplaced) {
     asNobody.uid = nobodyUid();
     RunResult r = runReadfix({"-relink", sample.proj, sample.runs, dir.path("moved")}, asNobody);
     EXPECT_EQ(255, r.status);
-    EXPECT_NE(std::string::npos,
-              r.err.find("Warning:  Unable to remove project's existing SFF symlink: " +
-                         sample.proj + "/sff/A.sff.\nError:  Unable to update project state "
-                                       "files.\n"));
+    EXPECT_NE(
+        std::string::npos,
+        r.err.find("Warning:  Unable to remove project's existing SFF symlink: " + sample.proj +
+                   "/sff/A.sff.\nError:  Unable to update project state "
+                   "files.\n"));
     // The first link could not be touched, so nothing has changed.
     EXPECT_EQ(before, snapshot(dir.path()));
 }
@@ -128,15 +131,16 @@ TEST(FailurePathTest, FullDiskLeavesTheProjectFileWhole) {
         ~Unmount() { umount(path.c_str()); }
     } unmount{small};
 
-    fs::copy(sample.proj, small + "/proj", fs::copy_options::recursive |
-                                               fs::copy_options::copy_symlinks);
+    fs::copy(sample.proj, small + "/proj",
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     std::string xmlPath = small + "/proj/mapping/ZeqMappingProject.xml";
     std::string xml = readFile(xmlPath);
     // Fill the file system to the last byte.
     {
         FILE* filler = fopen((small + "/filler").c_str(), "w");
         std::string block(4096, 'x');
-        while (fwrite(block.data(), 1, block.size(), filler) == block.size() && fflush(filler) == 0) {
+        while (fwrite(block.data(), 1, block.size(), filler) == block.size() &&
+               fflush(filler) == 0) {
         }
         fclose(filler);
         filler = fopen((small + "/filler2").c_str(), "w");

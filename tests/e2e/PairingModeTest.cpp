@@ -65,8 +65,8 @@ TEST_F(PairingModeTest, SffFileByPathOutsideTheProjectMatchesItsLink) {
 
 TEST_F(PairingModeTest, FastaAndFastqFilesByPathCountAsFasta) {
     // Relative paths are resolved from the working directory.
-    RunResult r = runReadfix({"-p", "proj", "runs/reads.fna", "A.sff", "runs/reads.fastq"},
-                             dir.path());
+    RunResult r =
+        runReadfix({"-p", "proj", "runs/reads.fna", "A.sff", "runs/reads.fastq"}, dir.path());
     EXPECT_EQ(0, r.status);
     EXPECT_EQ("Total of 1 SFF file and 2 fasta files successfully updated.\n", r.err);
     expectProject({true, false, true, true});
@@ -106,9 +106,10 @@ TEST_F(PairingModeTest, ProjectFileOutOfRangeIsLeftAsItWas) {
     writeFile(sample.xmlPath, xml);
     RunResult r = runReadfix({"-p", sample.proj, "A.sff"});
     EXPECT_EQ(255, r.status);
-    EXPECT_EQ("Error:  The value of minimumReadLength in the ZeqProject.xml file must be between "
-              "15 and 100.\n     The value in the project file is 14\n",
-              r.err);
+    EXPECT_EQ(
+        "Error:  The value of minimumReadLength in the ZeqProject.xml file must be between "
+        "15 and 100.\n     The value in the project file is 14\n",
+        r.err);
     EXPECT_EQ(xml, readFile(sample.xmlPath));
 }
 

@@ -27,8 +27,10 @@ protected:
     // Loading the store rereads each SFF header through the project's link, and
     // says so for each link whose file has gone.
     std::string unreadableLinks() {
-        return "Error: Unable to open SFF file:  " + sample.proj + "/sff/A.sff\n"
-               "Error: Unable to open SFF file:  " + sample.proj + "/sff/B.sff\n";
+        return "Error: Unable to open SFF file:  " + sample.proj +
+               "/sff/A.sff\n"
+               "Error: Unable to open SFF file:  " +
+               sample.proj + "/sff/B.sff\n";
     }
 
     TempDir dir;
@@ -39,10 +41,14 @@ protected:
 TEST_F(RelinkModeTest, ListingShowsFilesAndReads) {
     RunResult r = runReadfix({"-verbose", sample.proj});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ("Project contains following read files:\n"
-              "  A.sff -> " + sample.runs + "/A.sff (with 5 sequences)\n"
-              "  B.sff -> " + sample.runs + "/B.sff (with 4 sequences)\n",
-              r.out);
+    EXPECT_EQ(
+        "Project contains following read files:\n"
+        "  A.sff -> " +
+            sample.runs +
+            "/A.sff (with 5 sequences)\n"
+            "  B.sff -> " +
+            sample.runs + "/B.sff (with 4 sequences)\n",
+        r.out);
     EXPECT_EQ("", r.err);
 
     moveRuns();
@@ -51,7 +57,9 @@ TEST_F(RelinkModeTest, ListingShowsFilesAndReads) {
     EXPECT_EQ(0, r.status);
     std::string out = r.out;
     EXPECT_EQ(0u, out.find("Project contains following read files:\n"
-                           "  A.sff -> " + sample.runs + "/A.sff (with 5 sequences, file not found)\n"
+                           "  A.sff -> " +
+                           sample.runs +
+                           "/A.sff (with 5 sequences, file not found)\n"
                            "      1. AAAA000001, "));
     EXPECT_NE(std::string::npos,
               out.find("\n  (Broken SFF Link) -> " + sample.runs +
@@ -67,11 +75,18 @@ TEST_F(RelinkModeTest, MovesLinksProjectFileAndListsTheNewPlace) {
     // Trailing slashes on both arguments are stripped before matching.
     RunResult r = runReadfix({"-relink", "-verbose", sample.proj, sample.runs + "/", moved + "//"});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ(unreadableLinks() + "    Read file:  " + sample.runs + "/A.sff (file not found)\n"
-              "  changing to:  " + moved + "/A.sff\n"
-              "    Read file:  " + sample.runs + "/B.sff (file not found)\n"
-              "  changing to:  " + moved + "/B.sff\n"
-              "Total of 2 read files successfully changed.\n",
+    EXPECT_EQ(unreadableLinks() + "    Read file:  " + sample.runs +
+                  "/A.sff (file not found)\n"
+                  "  changing to:  " +
+                  moved +
+                  "/A.sff\n"
+                  "    Read file:  " +
+                  sample.runs +
+                  "/B.sff (file not found)\n"
+                  "  changing to:  " +
+                  moved +
+                  "/B.sff\n"
+                  "Total of 2 read files successfully changed.\n",
               r.err);
     EXPECT_EQ("", r.out);
 
@@ -86,10 +101,14 @@ TEST_F(RelinkModeTest, MovesLinksProjectFileAndListsTheNewPlace) {
     EXPECT_EQ(seqCacheMetadata, readFile(sample.subDir + "/.SeqCacheMetadata"));
 
     r = runReadfix({"-verbose", sample.proj});
-    EXPECT_EQ("Project contains following read files:\n"
-              "  A.sff -> " + moved + "/A.sff (with 5 sequences)\n"
-              "  B.sff -> " + moved + "/B.sff (with 4 sequences)\n",
-              r.out);
+    EXPECT_EQ(
+        "Project contains following read files:\n"
+        "  A.sff -> " +
+            moved +
+            "/A.sff (with 5 sequences)\n"
+            "  B.sff -> " +
+            moved + "/B.sff (with 4 sequences)\n",
+        r.out);
 
     // The lock was released: a second relink back to the first place works.
     fs::create_directories(sample.runs);
@@ -105,20 +124,39 @@ TEST_F(RelinkModeTest, DryRunChangesNothing) {
     auto before = snapshot(dir.path());
     RunResult r = runReadfix({"-relink", "-verbose", "-verbose", sample.proj, sample.runs, moved});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ(unreadableLinks() + "Changing project state info:\n"
-              "    Read file:  " + sample.runs + "/A.sff (file not found)\n"
-              "  changing to:  " + moved + "/A.sff\n"
-              "    Read file:  " + sample.runs + "/B.sff (file not found)\n"
-              "  changing to:  " + moved + "/B.sff\n"
-              "Total of 2 read files will be changed (re-run command without multiple "
-              "\"-verbose\" options to commit changes).\n",
+    EXPECT_EQ(unreadableLinks() +
+                  "Changing project state info:\n"
+                  "    Read file:  " +
+                  sample.runs +
+                  "/A.sff (file not found)\n"
+                  "  changing to:  " +
+                  moved +
+                  "/A.sff\n"
+                  "    Read file:  " +
+                  sample.runs +
+                  "/B.sff (file not found)\n"
+                  "  changing to:  " +
+                  moved +
+                  "/B.sff\n"
+                  "Total of 2 read files will be changed (re-run command without multiple "
+                  "\"-verbose\" options to commit changes).\n",
               r.err);
-    EXPECT_EQ("   SFF symlink: " + sample.proj + "/sff/A.sff\n"
-              "  changed from: " + sample.runs + "/A.sff\n"
-              "            to: " + moved + "/A.sff\n"
-              "   SFF symlink: " + sample.proj + "/sff/B.sff\n"
-              "  changed from: " + sample.runs + "/B.sff\n"
-              "            to: " + moved + "/B.sff\n",
+    EXPECT_EQ("   SFF symlink: " + sample.proj +
+                  "/sff/A.sff\n"
+                  "  changed from: " +
+                  sample.runs +
+                  "/A.sff\n"
+                  "            to: " +
+                  moved +
+                  "/A.sff\n"
+                  "   SFF symlink: " +
+                  sample.proj +
+                  "/sff/B.sff\n"
+                  "  changed from: " +
+                  sample.runs +
+                  "/B.sff\n"
+                  "            to: " +
+                  moved + "/B.sff\n",
               r.out);
     EXPECT_EQ(before, snapshot(dir.path()));
 }
@@ -188,12 +226,17 @@ TEST_F(RelinkMismatchTest, OtherReadOrderFailsAtTheFirstDifferentRead) {
     ASSERT_TRUE(reads({"readA1", "readA3", "readA2", "readA4"}).write(dir.path("moved/A.sff")));
     RunResult r = relink();
     EXPECT_EQ(255, r.status);
-    EXPECT_EQ("Error:  Found sequence mismatch in source and destination files at sequence #2:\n"
-              "        sequences \"readA2\" 120 bp and \"readA3\" 120 bp\n"
-              "  Source: " + dir.path("runs") + "/A.sff\n"
-              "  Destination: " + dir.path("moved") + "/A.sff\n"
-              "Warning:  No read files were changed.\n",
-              r.err);
+    EXPECT_EQ(
+        "Error:  Found sequence mismatch in source and destination files at sequence #2:\n"
+        "        sequences \"readA2\" 120 bp and \"readA3\" 120 bp\n"
+        "  Source: " +
+            dir.path("runs") +
+            "/A.sff\n"
+            "  Destination: " +
+            dir.path("moved") +
+            "/A.sff\n"
+            "Warning:  No read files were changed.\n",
+        r.err);
     EXPECT_EQ(before, snapshot(dir.path("proj")));
 }
 
@@ -267,11 +310,14 @@ TEST(RelinkRealDataTest, RealFilesRelinkToACopy) {
     EXPECT_NE(std::string::npos, r.err.find("Total of 2 read files successfully changed.\n"));
     EXPECT_EQ(dir.path("copy/greek.sff"), linkTarget(dir.path("proj/sff/greek.sff")));
     r = runReadfix({"-verbose", dir.path("proj")});
-    EXPECT_EQ("Project contains following read files:\n"
-              "  E3MFGYR02_no_manifest.sff -> " + dir.path("copy") +
-                  "/E3MFGYR02_no_manifest.sff (with 10 sequences)\n"
-                  "  greek.sff -> " + dir.path("copy") + "/greek.sff (with 24 sequences)\n",
-              r.out);
+    EXPECT_EQ(
+        "Project contains following read files:\n"
+        "  E3MFGYR02_no_manifest.sff -> " +
+            dir.path("copy") +
+            "/E3MFGYR02_no_manifest.sff (with 10 sequences)\n"
+            "  greek.sff -> " +
+            dir.path("copy") + "/greek.sff (with 24 sequences)\n",
+        r.out);
 
     // The same ten reads with another kind of index block lie at the same offsets:
     // the file matches, and only the one file found at the destination moves.

@@ -139,9 +139,7 @@ void writeFile(const std::string& path, const std::string& content) {
     if (!out) throw std::runtime_error("cannot write " + path);
 }
 
-void makeDir(const std::string& path) {
-    std::filesystem::create_directories(path);
-}
+void makeDir(const std::string& path) { std::filesystem::create_directories(path); }
 
 std::vector<std::pair<std::string, std::string>> snapshot(const std::string& dir) {
     std::vector<std::pair<std::string, std::string>> files;
@@ -188,47 +186,82 @@ namespace testsupport {
 
 std::string expectedProjectXml(const std::string& projectDir, const std::string& dateCreated,
                                const std::vector<ExpectedFile>& files) {
-    std::string x = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n<ZeqProject>\n\n";
+    std::string x =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n<ZeqProject>\n\n";
     x += "  <ProjectInformation>\n    <ProjectType>Mapping</ProjectType>\n";
     x += "    <ProjectDirectory>" + projectDir + "</ProjectDirectory>\n";
     x += "    <dateCreated>" + dateCreated + "</dateCreated>\n";
     x += "    <dateModified>*</dateModified>\n";
     x += "    <SoftwareVersion>3.0 (20140410_1040)</SoftwareVersion>\n  </ProjectInformation>\n\n";
-    const char* config[][2] = {
-        {"minimumReadLength", "30"}, {"overlapSeedStep", "12"}, {"overlapSeedLength", "16"},
-        {"overlapMinSeedCount", "1"}, {"overlapSeedHitLimit", "70"},
-        {"overlapHitPositionLimit", "1000000"}, {"overlapMinMatchLength", "40"},
-        {"overlapMinMatchIdentity", "90"}, {"overlapMatchIdentScore", "2"},
-        {"overlapMatchDiffScore", "-3"}, {"overlapMatchUniqueThresh", "12"},
-        {"isogroupThresh", "500"}, {"isotigThresh", "100"}, {"isotigContigCountThresh", "100"},
-        {"isotigContigLengthThresh", "3"}, {"isotigDepthSplit", "false"}, {"aceMode", "Auto"},
-        {"aceReadMode", "Default"}, {"pairAlignMode", "Text"}, {"alignInfoMode", "Auto"},
-        {"nucleotideFreqTable", "false"}, {"mapMinContigDepth", "1"},
-        {"allContigThresh", "100"}, {"largeContigThresh", "500"}, {"expectedDepth", "0"},
-        {"cDNAMode", "false"}, {"referenceMode", "Auto"}, {"largeGenome", "false"},
-        {"multiplexMode", "false"}, {"scaffoldOutputMode", "false"},
-        {"scaffoldLengthThreshold", "2000"}, {"ripMode", "false"},
-        {"heterozygoteMode", "false"}, {"assemblerBatchSize", "0"}, {"numCPU", "0"},
-        {"showSingleReadVariations", "false"}, {"orvaneMappingMode", "false"},
-        {"backwardCompatibleContigging", "false"}, {"finishMode", "false"},
-        {"autoTrimming", "true"}, {"VectorDatabase", ""}, {"screeningDatabase", ""},
-        {"haplotypeFile", ""}, {"targetedRegionFile", ""}, {"annotationFile", ""},
-        {"knownSNPFile", ""}, {"accessionRenameFile", ""}, {"filterExcludeFile", ""},
-        {"filterIncludeFile", ""}, {"UseSerialIO", "false"}, {"SerialIOMinimizeDisk", "false"},
-        {"SerialIOMemLimit", "0"}};
+    const char* config[][2] = {{"minimumReadLength", "30"},
+                               {"overlapSeedStep", "12"},
+                               {"overlapSeedLength", "16"},
+                               {"overlapMinSeedCount", "1"},
+                               {"overlapSeedHitLimit", "70"},
+                               {"overlapHitPositionLimit", "1000000"},
+                               {"overlapMinMatchLength", "40"},
+                               {"overlapMinMatchIdentity", "90"},
+                               {"overlapMatchIdentScore", "2"},
+                               {"overlapMatchDiffScore", "-3"},
+                               {"overlapMatchUniqueThresh", "12"},
+                               {"isogroupThresh", "500"},
+                               {"isotigThresh", "100"},
+                               {"isotigContigCountThresh", "100"},
+                               {"isotigContigLengthThresh", "3"},
+                               {"isotigDepthSplit", "false"},
+                               {"aceMode", "Auto"},
+                               {"aceReadMode", "Default"},
+                               {"pairAlignMode", "Text"},
+                               {"alignInfoMode", "Auto"},
+                               {"nucleotideFreqTable", "false"},
+                               {"mapMinContigDepth", "1"},
+                               {"allContigThresh", "100"},
+                               {"largeContigThresh", "500"},
+                               {"expectedDepth", "0"},
+                               {"cDNAMode", "false"},
+                               {"referenceMode", "Auto"},
+                               {"largeGenome", "false"},
+                               {"multiplexMode", "false"},
+                               {"scaffoldOutputMode", "false"},
+                               {"scaffoldLengthThreshold", "2000"},
+                               {"ripMode", "false"},
+                               {"heterozygoteMode", "false"},
+                               {"assemblerBatchSize", "0"},
+                               {"numCPU", "0"},
+                               {"showSingleReadVariations", "false"},
+                               {"orvaneMappingMode", "false"},
+                               {"backwardCompatibleContigging", "false"},
+                               {"finishMode", "false"},
+                               {"autoTrimming", "true"},
+                               {"VectorDatabase", ""},
+                               {"screeningDatabase", ""},
+                               {"haplotypeFile", ""},
+                               {"targetedRegionFile", ""},
+                               {"annotationFile", ""},
+                               {"knownSNPFile", ""},
+                               {"accessionRenameFile", ""},
+                               {"filterExcludeFile", ""},
+                               {"filterIncludeFile", ""},
+                               {"UseSerialIO", "false"},
+                               {"SerialIOMinimizeDisk", "false"},
+                               {"SerialIOMemLimit", "0"}};
     x += "  <Config>\n";
     for (auto& c : config) {
         std::string name = c[0], value = c[1];
         x += value.empty() ? "    <" + name + "/>\n"
                            : "    <" + name + ">" + value + "</" + name + ">\n";
     }
-    x += "  </Config>\n\n  <ReferenceFiles>\n    <SetRefCount>0</SetRefCount>\n  </ReferenceFiles>\n\n";
+    x += "  </Config>\n\n  <ReferenceFiles>\n    <SetRefCount>0</SetRefCount>\n  "
+         "</ReferenceFiles>\n\n";
     x += "  <ReadFiles>\n    <SetReadCount>" + std::to_string(files.size()) + "</SetReadCount>\n";
     for (const ExpectedFile& f : files) {
         x += "    <File>\n";
         if (f.type == 0) x += "      <SFFDirFilename>" + f.linkName + "</SFFDirFilename>\n";
         x += "      <Path>" + f.path + "</Path>\n";
-        x += std::string("      <Type>") + (f.type == 0 ? "SFF" : f.type == 1 ? "Fasta" : "Fastq") +
+        x += std::string("      <Type>") +
+             (f.type == 0   ? "SFF"
+              : f.type == 1 ? "Fasta"
+                            : "Fastq") +
              "</Type>\n";
         if (f.type == 2)
             x += "      <FastqScoreType>Standard</FastqScoreType>\n"

@@ -75,9 +75,8 @@ void indexSff(const string& data, SeqFile* file, std::vector<IndexedRead>& reads
         int headerLength = getuint16(e);
         int nameLength = getuint16(e + 2);
         int numBases = (int)getuint32(e + 4);
-        std::pair<int, int> clip = SeqFile::sffClipPoints(numBases, getuint16(e + 8),
-                                                          getuint16(e + 10), getuint16(e + 12),
-                                                          getuint16(e + 14));
+        std::pair<int, int> clip = SeqFile::sffClipPoints(
+            numBases, getuint16(e + 8), getuint16(e + 10), getuint16(e + 12), getuint16(e + 14));
         uint32_t size = headerLength + SeqFile::sffDataLength(numFlows, 2, numBases);
         reads.push_back({string((const char*)e + 16, nameLength), pos, size, clip.first,
                          clip.second - clip.first + 1});

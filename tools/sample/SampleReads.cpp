@@ -55,7 +55,8 @@ void writeSampleFasta(const std::string& path, const std::string& qualPath, int 
         if (!qualPath.empty()) {
             qual << ">" << name << "\n";
             for (size_t p = 0; p < bases.size(); p++)
-                qual << rng.range(10, 40) << ((p + 1) % 20 == 0 || p + 1 == bases.size() ? "\n" : " ");
+                qual << rng.range(10, 40)
+                     << ((p + 1) % 20 == 0 || p + 1 == bases.size() ? "\n" : " ");
         }
     }
     if (!fasta || (!qualPath.empty() && !qual)) throw std::runtime_error("cannot write " + path);

@@ -9,7 +9,8 @@
 // A small deterministic generator, so that sample files are the same on every machine.
 class SampleRandom {
 public:
-    explicit SampleRandom(uint64_t seed) : state(seed * 6364136223846793005ULL + 1442695040888963407ULL) {}
+    explicit SampleRandom(uint64_t seed)
+        : state(seed * 6364136223846793005ULL + 1442695040888963407ULL) {}
     uint32_t next() {
         state = state * 6364136223846793005ULL + 1442695040888963407ULL;
         return (uint32_t)(state >> 33);

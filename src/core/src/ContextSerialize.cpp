@@ -411,8 +411,7 @@ void replaceFile(const std::string& target, XMLnode* root) {
     }
     if (existed) fchmod(fd, st.st_mode & 07777);
     close(fd);
-    if (!writeXMLFile(temp, root) || rename(temp.c_str(), path.c_str()) != 0)
-        unlink(temp.c_str());
+    if (!writeXMLFile(temp, root) || rename(temp.c_str(), path.c_str()) != 0) unlink(temp.c_str());
 }
 
 }  // namespace

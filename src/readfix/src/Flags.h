@@ -28,12 +28,10 @@ void changePEInfo(int argc, char** argv, int& optionIndex, Context* context, boo
 
 // Relink and listing modes: lists the read files, or finds those to move and checks them.
 SeqCache* changePathInfo(Context* context, std::vector<std::pair<int, std::string>>& changes,
-                         const std::string& source, const std::string& destination,
-                         Flags& flags);
+                         const std::string& source, const std::string& destination, Flags& flags);
 
 // Applies the changes found by changePathInfo: links, stats file, project file, store list.
-bool saveChanges(SeqCache* cache, std::vector<std::pair<int, std::string>>& changes,
-                 Flags& flags);
+bool saveChanges(SeqCache* cache, std::vector<std::pair<int, std::string>>& changes, Flags& flags);
 
 // True if the file at newPath holds the reads of file, at the same byte offsets.
 bool compareSeqFileMetaData(SeqCache* cache, SeqFile* file, const std::string& newPath);

@@ -59,9 +59,10 @@ void changePEInfo(int argc, char** argv, int& optionIndex, Context* context, boo
             }
         }
         if (!found) {
-            warn("Error:  The file %s cannot be updated,\n        because it is not present in the "
-                 "project XML file.\n\n",
-                 files.empty() ? "" : given->path.c_str());
+            warn(
+                "Error:  The file %s cannot be updated,\n        because it is not present in the "
+                "project XML file.\n\n",
+                files.empty() ? "" : given->path.c_str());
         }
         delete given;
     }

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,10 +42,10 @@ static void listReadFiles(SeqCache* cache, Flags& flags) {
             printf("  %s (with %d sequence%s%s)\n", inFile->path.c_str(), count, plural, missing);
         } else {
             string link = inFile->getProjectFilePath();
-            const char* name = checkPath(link.c_str()) == 2 ? inFile->sffDirFilename.c_str()
-                                                             : "(Broken SFF Link)";
-            printf("  %s -> %s (with %d sequence%s%s)\n", name, inFile->path.c_str(), count,
-                   plural, missing);
+            const char* name =
+                checkPath(link.c_str()) == 2 ? inFile->sffDirFilename.c_str() : "(Broken SFF Link)";
+            printf("  %s -> %s (with %d sequence%s%s)\n", name, inFile->path.c_str(), count, plural,
+                   missing);
         }
         if (flags.verboseCount > 1) {
             for (int id = first; id <= last; id++)
@@ -64,8 +63,7 @@ SeqCache* changePathInfo(Context* context, ChangeList& changes, const string& so
     cache->readAndUpdate(nullptr, true, true);
     vector<SeqFile*>& files = cache->getSeqFileList();
 
-    if (flags.verboseCount >= 1 && !flags.relink && !flags.fileWording)
-        listReadFiles(cache, flags);
+    if (flags.verboseCount >= 1 && !flags.relink && !flags.fileWording) listReadFiles(cache, flags);
 
     for (size_t i = 0; i < files.size(); i++) {
         InputFile* inFile = files[i]->inputFile;
@@ -85,9 +83,10 @@ SeqCache* changePathInfo(Context* context, ChangeList& changes, const string& so
             newPath = destination + "/" + fileName;
             if (checkPath(newPath.c_str()) != 1) {
                 if (flags.verboseCount > 1)
-                    warn("Warning:  Skipping read file in source path: %s (not found in "
-                         "destination path: %s).\n",
-                         inFile->path.c_str(), destination.c_str());
+                    warn(
+                        "Warning:  Skipping read file in source path: %s (not found in "
+                        "destination path: %s).\n",
+                        inFile->path.c_str(), destination.c_str());
                 continue;
             }
         }
@@ -160,9 +159,10 @@ bool compareSeqFileMetaData(SeqCache* cache, SeqFile* file, const string& newPat
                     strncmp(oldName.c_str(), newName.c_str(), oldName.size()) == 0;
         if (same && isRefSeq) same = oldLength == newLength;
         if (!same) {
-            warn("Error:  Found sequence mismatch in source and destination files at sequence "
-                 "#%d:\n",
-                 id + 1);
+            warn(
+                "Error:  Found sequence mismatch in source and destination files at sequence "
+                "#%d:\n",
+                id + 1);
             warn("        sequences \"%s\" %d bp and \"%s\" %d bp\n", oldName.c_str(), oldLength,
                  newName.c_str(), newLength);
             ok = false;
@@ -267,9 +267,10 @@ bool saveChanges(SeqCache* cache, ChangeList& changes, Flags& flags) {
                          link.c_str());
                     replaced = false;
                 } else if (symlink(newPath.c_str(), link.c_str()) != 0) {
-                    warn("Error:  Unable to link destination SFF file: %s to project's sff "
-                         "symlink: %s.\n",
-                         newPath.c_str(), link.c_str());
+                    warn(
+                        "Error:  Unable to link destination SFF file: %s to project's sff "
+                        "symlink: %s.\n",
+                        newPath.c_str(), link.c_str());
                     replaced = false;
                 }
                 if (!replaced) die("Error:  Unable to update project state files.\n");

@@ -53,8 +53,8 @@ int main(int argc, char** argv) {
     return 0;
 }
 
-Context* parseOptions(int argc, char** argv, int& optionIndex, string& source,
-                      string& destination, Flags& flags) {
+Context* parseOptions(int argc, char** argv, int& optionIndex, string& source, string& destination,
+                      Flags& flags) {
     // The parser lives for the whole run: the log header prints its arguments.
     OptionParser* parser = new OptionParser(argc, argv);
     optionIndex = parser->parse();
@@ -70,8 +70,9 @@ Context* parseOptions(int argc, char** argv, int& optionIndex, string& source,
     bool pairing = flags.p || flags.np;
     bool paths = flags.fileWording || flags.relink || flags.verboseCount >= 1;
     if (pairing && paths) {
-        warn("Error:  Either (-p , -np) or (-relink , -verbose) optionscan be given on the "
-             "command-line.\n");
+        warn(
+            "Error:  Either (-p , -np) or (-relink , -verbose) optionscan be given on the "
+            "command-line.\n");
         parser->usage(true);
     }
     if (flags.p && flags.np) {
@@ -90,8 +91,9 @@ Context* parseOptions(int argc, char** argv, int& optionIndex, string& source,
     }
     if (!context) context = checkCurrentDirectory(false);
     if (!context) {
-        warn("Error:  Neither the given argument nor the current working directory is a project "
-             "directory.\n");
+        warn(
+            "Error:  Neither the given argument nor the current working directory is a project "
+            "directory.\n");
         parser->usage(true);
     }
     if (pairing) return context;
@@ -106,16 +108,18 @@ Context* parseOptions(int argc, char** argv, int& optionIndex, string& source,
         }
         source = argv[optionIndex++];
         if (optionIndex == argc) {
-            warn("Error:  No destination %s for project's read files specified on the command "
-                 "line.\n",
-                 word);
+            warn(
+                "Error:  No destination %s for project's read files specified on the command "
+                "line.\n",
+                word);
             parser->usage(true);
         }
         const char* rawDestination = argv[optionIndex];
         if (strchr(source.c_str(), '*') || strchr(rawDestination, '*')) {
-            warn("Error:  No joker (wild) characters allowed in source and destination %s for "
-                 "project's read files.\n",
-                 words);
+            warn(
+                "Error:  No joker (wild) characters allowed in source and destination %s for "
+                "project's read files.\n",
+                words);
             parser->usage(true);
         }
         char resolved[PATH_MAX];
@@ -139,13 +143,15 @@ Context* parseOptions(int argc, char** argv, int& optionIndex, string& source,
     optionIndex++;
     if (optionIndex >= argc) return context;
 
-    warn("Error:  Too many arguments (project's source and/or destination %s) specified on the "
-         "command line:\n",
-         words);
+    warn(
+        "Error:  Too many arguments (project's source and/or destination %s) specified on the "
+        "command line:\n",
+        words);
     for (int i = 0; i < argc; i++) warn("%d. %s\n", i + 1, argv[i]);
-    warn("If you are using joker (wild) characters in your %s names, please re-run command "
-         "without them.\n\n",
-         words);
+    warn(
+        "If you are using joker (wild) characters in your %s names, please re-run command "
+        "without them.\n\n",
+        words);
     parser->usage(true);
     return context;
 }
