@@ -24,6 +24,14 @@ protected:
         dateCreated = elementValue(readFile(sample.xmlPath), "dateCreated");
     }
     void moveRuns() { fs::rename(sample.runs, moved); }
+    // What -verbose says of moving both files from runs to moved.
+    std::string changeLines() {
+        std::string lines;
+        for (const char* name : {"/A.sff", "/B.sff"})
+            lines += "    Read file:  " + sample.runs + name +
+                     " (file not found)\n  changing to:  " + moved + name + "\n";
+        return lines;
+    }
     // Loading the store rereads each SFF header through the project's link, and
     // says so for each link whose file has gone.
     std::string unreadableLinks() {
@@ -75,18 +83,7 @@ TEST_F(RelinkModeTest, MovesLinksProjectFileAndListsTheNewPlace) {
     // Trailing slashes on both arguments are stripped before matching.
     RunResult r = runReadfix({"-relink", "-verbose", sample.proj, sample.runs + "/", moved + "//"});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ(unreadableLinks() + "    Read file:  " + sample.runs +
-                  "/A.sff (file not found)\n"
-                  "  changing to:  " +
-                  moved +
-                  "/A.sff\n"
-                  "    Read file:  " +
-                  sample.runs +
-                  "/B.sff (file not found)\n"
-                  "  changing to:  " +
-                  moved +
-                  "/B.sff\n"
-                  "Total of 2 read files successfully changed.\n",
+    EXPECT_EQ(unreadableLinks() + changeLines() + "Total of 2 read files successfully changed.\n",
               r.err);
     EXPECT_EQ("", r.out);
 
@@ -124,20 +121,7 @@ TEST_F(RelinkModeTest, DryRunChangesNothing) {
     auto before = snapshot(dir.path());
     RunResult r = runReadfix({"-relink", "-verbose", "-verbose", sample.proj, sample.runs, moved});
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ(unreadableLinks() +
-                  "Changing project state info:\n"
-                  "    Read file:  " +
-                  sample.runs +
-                  "/A.sff (file not found)\n"
-                  "  changing to:  " +
-                  moved +
-                  "/A.sff\n"
-                  "    Read file:  " +
-                  sample.runs +
-                  "/B.sff (file not found)\n"
-                  "  changing to:  " +
-                  moved +
-                  "/B.sff\n"
+    EXPECT_EQ(unreadableLinks() + "Changing project state info:\n" + changeLines() +
                   "Total of 2 read files will be changed (re-run command without multiple "
                   "\"-verbose\" options to commit changes).\n",
               r.err);
