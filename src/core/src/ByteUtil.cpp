@@ -39,49 +39,24 @@ void writeBigEndian(FILE* fp, uint64_t value, int len) {
     ASSERT(n > 0);
 }
 
+// Reads sizeof(T) bytes in the machine's order, reversed first when swap is set.
+template <class T>
+T readRaw(FILE* fp, bool swap) {
+    unsigned char bytes[sizeof(T)];
+    readBytes(fp, bytes, sizeof(T));
+    if (swap) reverse(bytes, sizeof(T));
+    T value;
+    memcpy(&value, bytes, sizeof(T));
+    return value;
+}
+
 }  // namespace
 
-int readint(FILE* fp) {
-    unsigned char bytes[4];
-    readBytes(fp, bytes, 4);
-    int value;
-    memcpy(&value, bytes, 4);
-    return value;
-}
-
-float readfloat(FILE* fp) {
-    unsigned char bytes[4];
-    readBytes(fp, bytes, 4);
-    float value;
-    memcpy(&value, bytes, 4);
-    return value;
-}
-
-short readshort(FILE* fp) {
-    unsigned char bytes[2];
-    readBytes(fp, bytes, 2);
-    short value;
-    memcpy(&value, bytes, 2);
-    return value;
-}
-
-uint32_t readUnsignedInt32(FILE* fp, bool swap) {
-    unsigned char bytes[4];
-    readBytes(fp, bytes, 4);
-    if (swap) reverse(bytes, 4);
-    uint32_t value;
-    memcpy(&value, bytes, 4);
-    return value;
-}
-
-uint64_t readUnsignedInt64(FILE* fp, bool swap) {
-    unsigned char bytes[8];
-    readBytes(fp, bytes, 8);
-    if (swap) reverse(bytes, 8);
-    uint64_t value;
-    memcpy(&value, bytes, 8);
-    return value;
-}
+int readint(FILE* fp) { return readRaw<int>(fp, false); }
+float readfloat(FILE* fp) { return readRaw<float>(fp, false); }
+short readshort(FILE* fp) { return readRaw<short>(fp, false); }
+uint32_t readUnsignedInt32(FILE* fp, bool swap) { return readRaw<uint32_t>(fp, swap); }
+uint64_t readUnsignedInt64(FILE* fp, bool swap) { return readRaw<uint64_t>(fp, swap); }
 
 void writeuint1(FILE* fp, uint8_t value) { writeBigEndian(fp, value, 1); }
 void writeuint2(FILE* fp, uint16_t value) { writeBigEndian(fp, value, 2); }

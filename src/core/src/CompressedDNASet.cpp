@@ -107,14 +107,18 @@ void CompressedDNASet::closeFile() {
 }
 
 void CompressedDNASet::setCacheMode(CacheMode mode) {
-    if (mode == MEMORY) {
-        closeFile();
-        cachePath.clear();
+    // Both fresh modes start with no sections and no page loaded.
+    auto startAfresh = [this](CacheMode newMode) {
         numCacheSeqs = 0;
         sectionByteOffsets.clear();
         cachePageId = -2;
         cachePageSize = 0;
-        cacheMode = MEMORY;
+        cacheMode = newMode;
+    };
+    if (mode == MEMORY) {
+        closeFile();
+        cachePath.clear();
+        startAfresh(MEMORY);
         return;
     }
     if (mode == DISK_WRITE) {
@@ -123,11 +127,7 @@ void CompressedDNASet::setCacheMode(CacheMode mode) {
         std::string path = metadataPath();
         cacheFP = fopen(path.c_str(), "wb");
         if (cacheFP == nullptr) die("Error:  Unable to open file:  %s\n", path.c_str());
-        numCacheSeqs = 0;
-        sectionByteOffsets.clear();
-        cachePageId = -2;
-        cachePageSize = 0;
-        cacheMode = DISK_WRITE;
+        startAfresh(DISK_WRITE);
         return;
     }
     ASSERT(cachePath.length() > 0);
