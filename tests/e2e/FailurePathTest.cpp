@@ -113,7 +113,8 @@ TEST(FailurePathTest, LinkThatCannotBeReplaced) {
         std::string::npos,
         r.err.find("Warning:  Unable to remove project's existing SFF symlink: " + sample.proj +
                    "/sff/A.sff.\nError:  Unable to update project state "
-                   "files.\n"));
+                   "files.\n"))
+        << r.err;
     // The first link could not be touched, so nothing has changed.
     EXPECT_EQ(before, snapshot(dir.path()));
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 
 // Memory for the store's large tables (the per-read lists and the name pages).
 // Blocks are carved from big regions that the kernel may back with huge pages,
@@ -12,7 +11,7 @@ void* bulkAllocate(size_t bytes);
 // Gives back a block of bulkAllocate; bytes is the size it was asked with.
 void bulkFree(void* block, size_t bytes);
 
-// Allocator of the store's deques, over bulkAllocate.
+// Allocator of the store's buffers, over bulkAllocate.
 template <class T>
 class BulkAllocator {
 public:
@@ -37,6 +36,3 @@ public:
     }
 };
 
-// A deque whose blocks come from the store's bulk memory.
-template <class T>
-using BulkDeque = std::deque<T, BulkAllocator<T>>;

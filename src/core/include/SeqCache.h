@@ -99,8 +99,8 @@ public:
     int maxNodes = 30000;
     bool keepAll;
     bool deleteWhenFree = false;
-    BulkDeque<SeqCacheMetadata> scmList;
-    BulkDeque<uint8_t> byteList;
+    BulkList<SeqCacheMetadata> scmList;
+    BulkList<uint8_t> byteList;
     std::vector<SeqFile*> sfmList;
     int totalReads = 0;
     int numFilesRead = 0;
@@ -131,6 +131,10 @@ public:
     bool noQualFormat = false;
     // Version of the binary state file last read (2 when none was read).
     int scmVersion = 2;
+    // Records of the loaded state file not decoded yet: a load checks every
+    // record but decodes a block of them only when one is first asked for.
+    // Null when no state file was loaded.
+    PendingRecords* pendingRecords = nullptr;
 
     // Makes the pair library, the packed-bases set and the scan buffers.
     SeqCache(Context* context, bool keepAll);
@@ -271,6 +275,8 @@ public:
     void writeSeqFileMetadata(const std::string& path);
     // Writes .SeqCacheMetadata to the given path.
     void writeSeqCacheMetadata(const std::string& path);
+    // Decodes every record still waiting in the state file.
+    void bringInAllRecords();
     // Loads both state files into sfmList and scmList.
     void readMetadata(const std::string& seqFileMetadataPath,
                       const std::string& seqCacheMetadataPath, const std::string& sffDir,

@@ -43,6 +43,11 @@ public:
     static constexpr int LAST_FILENAME_SIZE = 10000;
     static constexpr int READ_BUF_SIZE = 100000;
     static constexpr int NAME_BUF_SIZE = 1000;
+    // Bytes of the fixed part of an SFF read entry.
+    static constexpr int SFF_ENTRY_FIXED_SIZE = 16;
+    // Largest entry size read from the file in one go; larger or unknown
+    // sizes read the fixed part first.
+    static constexpr uint32_t MAX_ONE_READ = 99999;
     // Slots of the decode buffers: large enough for anything an entry that fits in
     // the read buffer can hold (2 bytes a flow, 3 bytes a base).
     static constexpr int FLOW_BUF_SLOTS = READ_BUF_SIZE / 2;
@@ -84,12 +89,12 @@ public:
     int firstSeqId = 0;
     int firstLargeOffset = -2;
     int firstLargeQualOffset = -2;
-    BulkDeque<uint32_t> fileOffsets;
-    BulkDeque<uint32_t> qualOffsets;
-    BulkDeque<uint64_t> largeFileOffsets;
-    BulkDeque<uint64_t> largeQualOffsets;
-    BulkDeque<uint32_t> fileByteSizes;
-    BulkDeque<uint32_t> qualByteSizes;
+    BulkList<uint32_t> fileOffsets;
+    BulkList<uint32_t> qualOffsets;
+    BulkList<uint64_t> largeFileOffsets;
+    BulkList<uint64_t> largeQualOffsets;
+    BulkList<uint32_t> fileByteSizes;
+    BulkList<uint32_t> qualByteSizes;
 
     // Readers of the other file types (not owned here when null).
     FastaReader* fastaReader = nullptr;

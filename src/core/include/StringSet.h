@@ -8,7 +8,7 @@
 #include <deque>
 #include <vector>
 
-#include "BulkAllocator.h"
+#include "BulkList.h"
 
 class StringSet {
 public:
@@ -68,8 +68,8 @@ public:
     }
 
     std::vector<char*> pages;
-    BulkDeque<uint32_t> pageIds;
-    BulkDeque<uint16_t> offsets;
+    BulkList<uint32_t> pageIds;
+    BulkList<uint16_t> offsets;
     int pageFill;
     int pageSize;
     int defaultPageSize;

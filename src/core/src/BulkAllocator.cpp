@@ -23,29 +23,37 @@ void bulkFree(void* block, size_t) { free(block); }
 #else
 namespace {
 
-// Size classes: 16-byte steps up to 512 bytes (the blocks of the deques),
-// then powers of two up to 64 MB (deque maps, name pages, read buffers).
-// Larger blocks get a mapping of their own.
+// Size classes: 16-byte steps up to 512 bytes, 512-byte steps up to 16 KB
+// (the pages of the store's lists, whose sizes are multiples of these), then
+// powers of two up to 64 MB (name pages, read buffers). Larger blocks get a
+// mapping of their own.
 const size_t SMALL_STEP = 16;
 const size_t SMALL_LIMIT = 512;
 const int NUM_SMALL = (int)(SMALL_LIMIT / SMALL_STEP);
-const int MIN_LARGE_SHIFT = 10;
+const size_t MEDIUM_STEP = 512;
+const size_t MEDIUM_LIMIT = 16 << 10;
+const int NUM_MEDIUM = (int)((MEDIUM_LIMIT - SMALL_LIMIT) / MEDIUM_STEP);
+const int FIRST_LARGE = NUM_SMALL + NUM_MEDIUM;
+const int MIN_LARGE_SHIFT = 15;
 const int MAX_LARGE_SHIFT = 26;
-const int NUM_CLASSES = NUM_SMALL + MAX_LARGE_SHIFT - MIN_LARGE_SHIFT + 1;
+const int NUM_CLASSES = FIRST_LARGE + MAX_LARGE_SHIFT - MIN_LARGE_SHIFT + 1;
 const size_t HUGE_PAGE = 2 << 20;
 const size_t REGION_BYTES = 64 << 20;
 
 // Size class of a request, or -1 for one that gets its own mapping.
 int sizeClass(size_t bytes) {
     if (bytes <= SMALL_LIMIT) return bytes == 0 ? 0 : (int)((bytes - 1) / SMALL_STEP);
+    if (bytes <= MEDIUM_LIMIT)
+        return NUM_SMALL + (int)((bytes - SMALL_LIMIT - 1) / MEDIUM_STEP);
     int shift = MIN_LARGE_SHIFT;
     while (shift <= MAX_LARGE_SHIFT && ((size_t)1 << shift) < bytes) shift++;
-    return shift > MAX_LARGE_SHIFT ? -1 : NUM_SMALL + shift - MIN_LARGE_SHIFT;
+    return shift > MAX_LARGE_SHIFT ? -1 : FIRST_LARGE + shift - MIN_LARGE_SHIFT;
 }
 
 size_t classBytes(int cls) {
     if (cls < NUM_SMALL) return (size_t)(cls + 1) * SMALL_STEP;
-    return (size_t)1 << (cls - NUM_SMALL + MIN_LARGE_SHIFT);
+    if (cls < FIRST_LARGE) return SMALL_LIMIT + (size_t)(cls - NUM_SMALL + 1) * MEDIUM_STEP;
+    return (size_t)1 << (cls - FIRST_LARGE + MIN_LARGE_SHIFT);
 }
 
 // Ends the process as a failed allocation does.
@@ -119,8 +127,8 @@ public:
 
 private:
     // A small block cut from a free large one, the rest of which goes on the
-    // free list of its class; null when no large block is free. Growing
-    // deques free their old maps, and so that memory serves their new blocks.
+    // free list of its class; null when no large block is free. Memory given
+    // back in large blocks (read buffers, cut lists) so serves small ones.
     void* splitLargeBlock(int cls, size_t size) {
         for (int large = NUM_SMALL; large < NUM_CLASSES; large++) {
             char* block = (char*)freeBlocks[large];

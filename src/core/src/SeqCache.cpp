@@ -64,6 +64,7 @@ SeqCache::~SeqCache() {
         delete freeNodes;
         freeNodes = next;
     }
+    delete pendingRecords;
     for (SeqFile* f : sfmList) delete f;
     delete pairInfo;
     delete seqBases;
@@ -156,7 +157,8 @@ int SeqCache::getPairOtherId(int seqId) {
 void SeqCache::resetFlags() {
     const uint32_t clear =
         ~(uint32_t)(SCM_WORK_FLAG_4 | SCM_WORK_FLAG_8 | SCM_COUNTED | SCM_WORK_FLAG_128);
-    for (SeqCacheMetadata& rec : scmList) rec.clipWord &= clear;
+    size_t n = scmList.size();
+    for (size_t seqId = 0; seqId < n; seqId++) scmList[seqId].clipWord &= clear;
     numFlaggedReads = 0;
 }
 

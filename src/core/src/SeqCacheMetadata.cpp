@@ -68,12 +68,17 @@ public:
     // The next byte not handed out, and handing out n bytes from there.
     const unsigned char* current() const { return buffer.data() + pos; }
     void advance(size_t n) { pos += n; }
+    // The file offset of a buffered byte.
+    uint64_t fileOffsetOf(const unsigned char* p) const {
+        return bufferStart + (uint64_t)(p - buffer.data());
+    }
 
 private:
     bool fill(size_t n) {
         size_t have = end - pos;
         if (pos > 0) {
             memmove(buffer.data(), buffer.data() + pos, have);
+            bufferStart += pos;
             pos = 0;
             end = have;
         }
@@ -91,40 +96,253 @@ private:
     std::vector<unsigned char, BulkAllocator<unsigned char>> buffer;
     size_t pos = 0;
     size_t end = 0;
+    uint64_t bufferStart = 0;
     uint64_t fileLeft = 0;
 };
 
-// Records of one file on their way to the store's lists, gathered so that
-// each list takes a whole run with one insert rather than one append per read.
-class RecordRun {
+// The fields of one record of .SeqCacheMetadata.
+class RecordFields {
 public:
-    static constexpr int RUN = 512;
-
-    SeqCacheMetadata records[RUN];
-    uint8_t statusBytes[RUN];
-    uint32_t offsets[RUN];
-    uint32_t sizes[RUN];
-    uint32_t qualOffsets[RUN];
-    uint32_t qualSizes[RUN];
-    uint32_t namePages[RUN];
-    uint16_t nameOffsets[RUN];
-    // Appends the first count records of the run to the store's lists and to
-    // file f's lists (its quality lists too with qualLists).
-    void flush(SeqCache* cache, SeqFile* f, bool qualLists, int count) {
-        if (count == 0) return;
-        cache->scmList.insert(cache->scmList.end(), records, records + count);
-        cache->byteList.insert(cache->byteList.end(), statusBytes, statusBytes + count);
-        f->fileOffsets.insert(f->fileOffsets.end(), offsets, offsets + count);
-        f->fileByteSizes.insert(f->fileByteSizes.end(), sizes, sizes + count);
-        if (qualLists) {
-            f->qualOffsets.insert(f->qualOffsets.end(), qualOffsets, qualOffsets + count);
-            f->qualByteSizes.insert(f->qualByteSizes.end(), qualSizes, qualSizes + count);
-        }
-        StringSet* names = cache->accnos;
-        names->pageIds.insert(names->pageIds.end(), namePages, namePages + count);
-        names->offsets.insert(names->offsets.end(), nameOffsets, nameOffsets + count);
-    }
+    uint32_t fileIndex;
+    uint64_t fileOffset;
+    uint64_t qualOffset;
+    uint32_t fileByteSize;
+    uint32_t qualByteSize;
+    uint32_t length;
+    int clipField;
+    int flags;
+    uint8_t status;
+    int accnoLength;
+    const char* accno;
 };
+
+// The record layout of one version of the file.
+class RecordLayout {
+public:
+    RecordLayout(int version, bool qualFields)
+        : version(version),
+          qualFields(qualFields),
+          fixedSize(19 + (version == 0 ? 2 : 0) + (qualFields ? 8 : 0) +
+                    (version >= 2 ? (qualFields ? 8 : 4) : 0)) {}
+
+    // Decodes the fixed part at p; the name bytes follow it.
+    __attribute__((always_inline)) void decode(const unsigned char* p, RecordFields& r) const {
+        if (version == 0) {
+            r.fileIndex = getuint32(p);
+            p += 4;
+        } else {
+            r.fileIndex = getuint16(p);
+            p += 2;
+        }
+        r.fileOffset = getuint64(p);
+        p += 8;
+        r.qualOffset = 0;
+        if (qualFields) {
+            r.qualOffset = getuint64(p);
+            p += 8;
+        }
+        r.fileByteSize = r.qualByteSize = NO_SIZE;
+        if (version >= 2) {
+            r.fileByteSize = getuint32(p);
+            p += 4;
+            if (qualFields) {
+                r.qualByteSize = getuint32(p);
+                p += 4;
+            }
+        }
+        r.length = getuint32(p);
+        r.clipField = getuint16(p + 4);
+        r.flags = p[6];
+        r.status = p[7];
+        r.accnoLength = p[8];
+        r.accno = (const char*)(p + 9);
+    }
+    // The clip point of a record; negative when the record is malformed.
+    int64_t clipPoint(const RecordFields& r) const {
+        return version == 0 ? (int64_t)r.clipField - (int64_t)r.length + 1 : r.clipField;
+    }
+
+    int version;
+    bool qualFields;
+    size_t fixedSize;
+};
+
+// Consecutive records of one file, and where their entries go in its lists.
+class FileRun {
+public:
+    int64_t firstSeqId;
+    int64_t endSeqId;
+    uint32_t fileIndex;
+    SeqFile* file;
+    bool qualLists;
+    // List indexes of the run's first record.
+    size_t offsetPos;
+    size_t largeOffsetPos;
+    size_t qualOffsetPos;
+    size_t largeQualOffsetPos;
+    size_t sizePos;
+    size_t qualSizePos;
+    // First seqId of the run whose offset goes on the 64-bit list.
+    int64_t largeFrom;
+    int64_t largeQualFrom;
+};
+
+// The records of a loaded .SeqCacheMetadata that are not decoded yet. The
+// load checks every record and notes where each block of them starts; a block
+// is read again and decoded into the store's lists when one of its records is
+// first asked for. The file stays open until every block is in.
+class StateFileRecords : public PendingRecords {
+public:
+    StateFileRecords(SeqCache* cache, int fd, const RecordLayout& layout)
+        : cache(cache), fd(fd), layout(layout) {}
+    ~StateFileRecords() override {
+        follow(false);
+        if (fd >= 0) close(fd);
+    }
+
+    void bringIn(int64_t seqId) override {
+        decodeBlock((size_t)((seqId - firstSeqId) >> BLOCK_SHIFT));
+    }
+    void bringInAll() override {
+        for (size_t k = 0; k < loaded.size(); k++)
+            if (!loaded[k]) decodeBlock(k);
+    }
+
+    // Decodes the records of block k into the lists.
+    void decodeBlock(size_t k);
+    // Makes the lists ask for pending records (or stop asking).
+    void follow(bool on);
+
+    SeqCache* cache;
+    int fd;
+    RecordLayout layout;
+    // File offset of each block's first record, then the end of the last record.
+    std::vector<uint64_t> blockStarts;
+    std::vector<FileRun> runs;
+    // Names of seqIds below this replace a stored one; names go up to nameEnd.
+    int64_t namesBefore = 0;
+    int64_t nameEnd = 0;
+    size_t blocksLeft = 0;
+
+private:
+    std::vector<unsigned char> buffer;
+};
+
+void StateFileRecords::follow(bool on) {
+    PendingRecords* p = on ? this : nullptr;
+    cache->scmList.pending = cache->byteList.pending = p;
+    cache->accnos->pageIds.pending = p;
+    cache->accnos->offsets.pending = p;
+    for (const FileRun& run : runs) {
+        SeqFile* f = run.file;
+        // Entry i of a list is the file's read i, counted from its first
+        // read, or from the first on the 64-bit list.
+        f->fileOffsets.pending = f->fileByteSizes.pending = p;
+        f->qualOffsets.pending = f->qualByteSizes.pending = p;
+        f->largeFileOffsets.pending = f->largeQualOffsets.pending = p;
+        f->fileOffsets.idBase = f->fileByteSizes.idBase = run.firstSeqId;
+        f->qualOffsets.idBase = f->qualByteSizes.idBase = run.firstSeqId;
+        f->largeFileOffsets.idBase = run.largeFrom == INT64_MAX ? 0 : run.largeFrom;
+        f->largeQualOffsets.idBase = run.largeQualFrom == INT64_MAX ? 0 : run.largeQualFrom;
+    }
+}
+
+void StateFileRecords::decodeBlock(size_t k) {
+    uint64_t start = blockStarts[k], bytes = blockStarts[k + 1] - start;
+    buffer.resize(bytes + BlockReader::SLACK);
+    size_t got = 0;
+    while (got < bytes) {
+        ssize_t n = pread(fd, buffer.data() + got, bytes - got, (off_t)(start + got));
+        if (n <= 0) {
+            die("%s", READ_MSG);
+            return;
+        }
+        got += (size_t)n;
+    }
+    int64_t seqId = firstSeqId + ((int64_t)k << BLOCK_SHIFT);
+    int64_t endId = std::min<int64_t>(seqId + BLOCK_READS, firstSeqId + (int64_t)numRecords);
+    size_t r = (size_t)(std::upper_bound(runs.begin(), runs.end(), seqId,
+                                         [](int64_t id, const FileRun& run) {
+                                             return id < run.firstSeqId;
+                                         }) -
+                        runs.begin()) -
+               1;
+    StringSet* names = cache->accnos;
+    const unsigned char* p = buffer.data();
+    const unsigned char* bufferEnd = p + bytes;
+    RecordFields rec;
+    for (; seqId < endId; seqId++) {
+        while (seqId >= runs[r].endSeqId) r++;
+        const FileRun& run = runs[r];
+        SeqFile* f = run.file;
+        if ((size_t)(bufferEnd - p) < layout.fixedSize) {
+            die("%s", READ_MSG);
+            return;
+        }
+        layout.decode(p, rec);
+        if (rec.fileIndex != run.fileIndex ||
+            (size_t)(bufferEnd - p) < layout.fixedSize + (size_t)rec.accnoLength) {
+            // The file changed since it was checked.
+            die("%s", READ_MSG);
+            return;
+        }
+        SeqCacheMetadata& m = cache->scmList.slot((size_t)seqId);
+        m.length = rec.length;
+        m.clipWord = ((uint32_t)layout.clipPoint(rec) << 18) | (uint32_t)rec.flags;
+        m.fileIndex = rec.fileIndex;
+        cache->byteList.slot((size_t)seqId) = rec.status;
+
+        int64_t i = seqId - run.firstSeqId;
+        if (seqId < run.largeFrom)
+            f->fileOffsets.slot(run.offsetPos + (size_t)i) = (uint32_t)rec.fileOffset;
+        else
+            f->largeFileOffsets.slot(run.largeOffsetPos +
+                                     (size_t)(seqId - std::max(run.largeFrom, run.firstSeqId))) =
+                rec.fileOffset;
+        f->fileByteSizes.slot(run.sizePos + (size_t)i) = rec.fileByteSize;
+        if (run.qualLists) {
+            if (seqId < run.largeQualFrom)
+                f->qualOffsets.slot(run.qualOffsetPos + (size_t)i) = (uint32_t)rec.qualOffset;
+            else
+                f->largeQualOffsets.slot(
+                    run.largeQualOffsetPos +
+                    (size_t)(seqId - std::max(run.largeQualFrom, run.firstSeqId))) =
+                    rec.qualOffset;
+            f->qualByteSizes.slot(run.qualSizePos + (size_t)i) = rec.qualByteSize;
+        }
+
+        // Names that carry the file's prefix are stored marked, without it.
+        if (rec.accnoLength > 0) {
+            const std::string* prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
+            size_t prefixLength = prefix ? prefix->size() : 0;
+            const char* name = rec.accno;
+            int nameLength = rec.accnoLength;
+            bool marked = prefixLength > 0 && (size_t)nameLength >= prefixLength &&
+                          memcmp(name, prefix->data(), prefixLength) == 0;
+            if (marked) {
+                name += prefixLength;
+                nameLength -= (int)prefixLength;
+            }
+            uint32_t pageId;
+            uint16_t offset;
+            names->place(name, nameLength, marked, pageId, offset,
+                         (size_t)(bufferEnd - (const unsigned char*)name) + BlockReader::SLACK);
+            names->pageIds.slot((size_t)seqId) = pageId;
+            names->offsets.slot((size_t)seqId) = offset;
+        } else if (seqId >= namesBefore && seqId < nameEnd) {
+            names->pageIds.slot((size_t)seqId) = StringSet::NO_PAGE;
+            names->offsets.slot((size_t)seqId) = StringSet::NO_OFFSET;
+        }
+        p += layout.fixedSize + (size_t)rec.accnoLength;
+    }
+    loaded[k] = 1;
+    if (--blocksLeft == 0) {
+        // Everything is in: the lists stop asking, and the file closes.
+        follow(false);
+        close(fd);
+        fd = -1;
+    }
+}
 
 // Buffered big-endian writer; a failed write is the assertion "n > 0".
 class BlockWriter {
@@ -217,6 +435,9 @@ void SeqCache::writeSeqFileMetadata(const std::string& path) {
 }
 
 void SeqCache::writeSeqCacheMetadata(const std::string& path) {
+    // The file may be the one the records still wait in: all come in before
+    // it is truncated.
+    bringInAllRecords();
     FILE* fp = fopen(path.c_str(), "wb");
     if (!fp) {
         die("%s", WRITE_MSG);
@@ -433,6 +654,10 @@ bool SeqCache::readSeqFileMetadata(const std::string& path, const std::string& s
     return !sfmList.empty();
 }
 
+void SeqCache::bringInAllRecords() {
+    if (pendingRecords) pendingRecords->bringInAll();
+}
+
 void SeqCache::readSeqCacheMetadata(const std::string& path) {
     int fd = open(path.c_str(), O_RDONLY);
     if (fd < 0) {
@@ -468,9 +693,8 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         count = getuint32(p);
     }
     scmVersion = version;
-    bool qualFields = !noQualFormat;
-    size_t fixedSize = 19 + (version == 0 ? 2 : 0) + (qualFields ? 8 : 0) +
-                       (version >= 2 ? (qualFields ? 8 : 4) : 0);
+    const RecordLayout layout(version, !noQualFormat);
+    const size_t fixedSize = layout.fixedSize;
     // A count that the file cannot hold is a record cut short: fail before
     // sizing the lists for it.
     if (count > 0x7FFFFFFFu || (uint64_t)count * fixedSize > rd.remaining()) {
@@ -479,180 +703,173 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         return;
     }
 
-    int base = (int)scmList.size();
-    // Names of reads below namesBefore replace what the table holds; the rest
-    // are appended in seqId order, after a gap up to base left unset. Reads
-    // without a name after the last named one are cut off again at the end.
-    int namesBefore = accnos->size();
-    int lastNamed = namesBefore - 1;
-    while (accnos->size() < base) accnos->appendNone();
+    // An earlier load's records all come in first: the new ones are checked
+    // against the state file now and decoded from it later.
+    bringInAllRecords();
+    delete pendingRecords;
+    pendingRecords = nullptr;
+    std::unique_ptr<StateFileRecords> pending(new StateFileRecords(this, fd, layout));
+    int64_t base = (int64_t)scmList.size();
+    pending->firstSeqId = base;
+    pending->numRecords = count;
+    pending->namesBefore = accnos->size();
+    pending->blockStarts.reserve(((size_t)count >> PendingRecords::BLOCK_SHIFT) + 2);
+
+    // Every record is checked here, in file order, so that a malformed file
+    // stops the load before anything of it is used. The checks follow each
+    // file's lists: where each file's entries go, and where its offsets pass
+    // to the 64-bit list.
+    int64_t lastNamed = pending->namesBefore - 1;
+    int flagged = 0;
     uint32_t prevFileIndex = 0;
     SeqFile* f = sfmList.empty() ? nullptr : sfmList[0];
-    bool qualLists = qualFields && f && f->hasQualFile();
-    const std::string* prefix = f && f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
-    size_t prefixLength = prefix ? prefix->size() : 0;
-    // Records go to the lists in runs. A record that the run cannot take (an
-    // offset for the 64-bit list, a name that replaces one already in the
-    // table) goes to them alone, after the run before it.
-    std::unique_ptr<RecordRun> run(new RecordRun());
-    int runCount = 0;
-    auto flushRun = [&]() {
-        run->flush(this, f, qualLists, runCount);
-        runCount = 0;
+    FileRun* run = nullptr;
+    bool qualLists = false;
+    // Whether each file's entries are one run into empty lists, as in any file
+    // this writer made; otherwise everything is decoded at once.
+    bool simple = base == 0 && pending->namesBefore == 0;
+    std::vector<uint8_t> fileSeen(sfmList.size(), 0);
+    auto startRun = [&](int64_t seqId) {
+        if (fileSeen[prevFileIndex] || f->getNumSeqs() > 0 || !f->fileByteSizes.empty())
+            simple = false;
+        fileSeen[prevFileIndex] = 1;
+        qualLists = layout.qualFields && f->hasQualFile();
+        FileRun next;
+        next.firstSeqId = seqId;
+        next.endSeqId = seqId;
+        next.fileIndex = prevFileIndex;
+        next.file = f;
+        next.qualLists = qualLists;
+        next.offsetPos = f->fileOffsets.size();
+        next.largeOffsetPos = f->largeFileOffsets.size();
+        next.qualOffsetPos = f->qualOffsets.size();
+        next.largeQualOffsetPos = f->largeQualOffsets.size();
+        next.sizePos = f->fileByteSizes.size();
+        next.qualSizePos = f->qualByteSizes.size();
+        next.largeFrom = f->firstLargeOffset == -2 ? INT64_MAX : seqId;
+        next.largeQualFrom = f->firstLargeQualOffset == -2 ? INT64_MAX : seqId;
+        pending->runs.push_back(next);
+        run = &pending->runs.back();
     };
+    // Counts of the current file's lists, kept here and stored at each run's end.
+    size_t numOffsets = 0, numLarge = 0, numQual = 0, numLargeQual = 0;
+    auto endRun = [&](int64_t endSeqId) {
+        if (!run) return;
+        run->endSeqId = endSeqId;
+        SeqFile* rf = run->file;
+        int64_t n = run->endSeqId - run->firstSeqId;
+        rf->fileOffsets.setSize(run->offsetPos + numOffsets);
+        rf->largeFileOffsets.setSize(run->largeOffsetPos + numLarge);
+        rf->fileByteSizes.setSize(run->sizePos + (size_t)n);
+        if (run->qualLists) {
+            rf->qualOffsets.setSize(run->qualOffsetPos + numQual);
+            rf->largeQualOffsets.setSize(run->largeQualOffsetPos + numLargeQual);
+            rf->qualByteSizes.setSize(run->qualSizePos + (size_t)n);
+        }
+        numOffsets = numLarge = numQual = numLargeQual = 0;
+    };
+
     // Room for the longest record, so that most records need no check.
     const size_t maxRecord = fixedSize + 255;
-    int flagged = 0;
-    // Kept here rather than read through pointers for every record: the
-    // name table, and the reader's place between refills.
-    StringSet* names = accnos;
     const unsigned char* cursor = rd.current();
     size_t avail = rd.available();
+    RecordFields rec;
     for (uint32_t r = 0; r < count; r++) {
-        int seqId = base + (int)r;
+        int64_t seqId = base + (int64_t)r;
         if (avail < maxRecord) {
             rd.advance((size_t)(cursor - rd.current()));
             avail = rd.ensure(maxRecord);
             cursor = rd.current();
         }
+        if ((r & (PendingRecords::BLOCK_READS - 1)) == 0)
+            pending->blockStarts.push_back(rd.fileOffsetOf(cursor));
         if (avail < fixedSize) {
-            close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
-        const unsigned char* p = cursor;
-        uint32_t fileIndex;
-        if (version == 0) {
-            fileIndex = getuint32(p);
-            p += 4;
-        } else {
-            fileIndex = getuint16(p);
-            p += 2;
-        }
-        uint64_t fileOffset = getuint64(p);
-        p += 8;
-        uint64_t qualOffset = 0;
-        if (qualFields) {
-            qualOffset = getuint64(p);
-            p += 8;
-        }
-        uint32_t fileByteSize = NO_SIZE, qualByteSize = NO_SIZE;
-        if (version >= 2) {
-            fileByteSize = getuint32(p);
-            p += 4;
-            if (qualFields) {
-                qualByteSize = getuint32(p);
-                p += 4;
-            }
-        }
-        uint32_t length = getuint32(p);
-        int clipField = getuint16(p + 4);
-        int flags = p[6];
-        uint8_t status = p[7];
-        int accnoLength = p[8];
-        const char* text = (const char*)(p + 9);
-
-        if (fileIndex != prevFileIndex) {
-            if (fileIndex >= sfmList.size()) {
-                close(fd);
+        layout.decode(cursor, rec);
+        if (rec.fileIndex != prevFileIndex || !run) {
+            if (rec.fileIndex != prevFileIndex) {
+                if (rec.fileIndex >= sfmList.size()) {
+                    die("%s", FORMAT_MSG);
+                    return;
+                }
+                prevFileIndex = rec.fileIndex;
+                f = sfmList[rec.fileIndex];
+                f->firstSeqId = (int)seqId;
+            } else if (!f) {
                 die("%s", FORMAT_MSG);
                 return;
             }
-            flushRun();
-            prevFileIndex = fileIndex;
-            f = sfmList[fileIndex];
-            f->firstSeqId = seqId;
-            qualLists = qualFields && f->hasQualFile();
-            prefix = f->inputFile ? &f->inputFile->accnoPrefix : nullptr;
-            prefixLength = prefix ? prefix->size() : 0;
-        } else if (!f) {
-            close(fd);
-            die("%s", FORMAT_MSG);
-            return;
+            endRun(seqId);
+            startRun(seqId);
         }
 
-        int64_t clip = version == 0 ? (int64_t)clipField - (int64_t)length + 1 : clipField;
+        int64_t clip = layout.clipPoint(rec);
         if (clip < 0) {
-            close(fd);
             die("%s", FORMAT_MSG);
             return;
         }
         int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
         ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
-        SeqCacheMetadata rec;
-        rec.length = length;
-        rec.clipWord = ((uint32_t)clipPt << 18) | (uint32_t)flags;
-        rec.fileIndex = fileIndex;
-
-        // Names that carry the file's prefix are stored marked, without it.
-        bool marked = false;
-        const char* name = text;
-        int nameLength = accnoLength;
-        if (accnoLength > 0) {
-            if (avail - fixedSize < (size_t)accnoLength) {
-                close(fd);
+        if (rec.accnoLength > 0) {
+            if (avail - fixedSize < (size_t)rec.accnoLength) {
                 die("%s", FORMAT_MSG);
                 return;
             }
-            if (prefixLength > 0 && accnoLength >= (int)prefixLength &&
-                memcmp(text, prefix->data(), prefixLength) == 0) {
-                marked = true;
-                name += prefixLength;
-                nameLength -= (int)prefixLength;
-            }
             lastNamed = seqId;
         }
-
-        if (f->firstLargeOffset == -2 && fileOffset <= SeqFile::MAX_SMALL_OFFSET &&
-            (!qualLists ||
-             (f->firstLargeQualOffset == -2 && qualOffset <= SeqFile::MAX_SMALL_OFFSET)) &&
-            seqId >= namesBefore) {
-            int i = runCount;
-            run->records[i] = rec;
-            run->statusBytes[i] = status;
-            run->offsets[i] = (uint32_t)fileOffset;
-            run->sizes[i] = fileByteSize;
-            run->qualOffsets[i] = (uint32_t)qualOffset;
-            run->qualSizes[i] = qualByteSize;
-            if (accnoLength > 0) {
-                names->place(name, nameLength, marked, run->namePages[i], run->nameOffsets[i],
-                             avail - fixedSize - (size_t)(name - text) + BlockReader::SLACK);
-            } else {
-                run->namePages[i] = StringSet::NO_PAGE;
-                run->nameOffsets[i] = StringSet::NO_OFFSET;
-            }
-            if (++runCount == RecordRun::RUN) flushRun();
+        // The two-list scheme: offsets above the threshold, and all after the
+        // first of them, go on the 64-bit list.
+        if (f->firstLargeOffset == -2 && rec.fileOffset <= SeqFile::MAX_SMALL_OFFSET) {
+            numOffsets++;
         } else {
-            flushRun();
-            scmList.push_back(rec);
-            byteList.push_back(status);
-            f->addFileOffset(fileOffset);
-            f->addFileByteSize(fileByteSize);
-            if (qualLists) {
-                f->addQualOffset(qualOffset);
-                f->addQualByteSize(qualByteSize);
+            if (f->firstLargeOffset == -2) {
+                f->firstLargeOffset = (int)(run->offsetPos + numOffsets);
+                run->largeFrom = seqId;
             }
-            if (seqId < namesBefore) {
-                if (accnoLength > 0) names->put(seqId, name, nameLength, marked);
-            } else if (accnoLength > 0) {
-                names->append(name, nameLength, marked);
+            numLarge++;
+        }
+        if (qualLists) {
+            if (f->firstLargeQualOffset == -2 && rec.qualOffset <= SeqFile::MAX_SMALL_OFFSET) {
+                numQual++;
             } else {
-                names->appendNone();
+                if (f->firstLargeQualOffset == -2) {
+                    f->firstLargeQualOffset = (int)(run->qualOffsetPos + numQual);
+                    run->largeQualFrom = seqId;
+                }
+                numLargeQual++;
             }
         }
-        if (flags & SCM_COUNTED) flagged++;
-        cursor += fixedSize + (size_t)accnoLength;
-        avail -= fixedSize + (size_t)accnoLength;
+        if (rec.flags & SCM_COUNTED) flagged++;
+        cursor += fixedSize + (size_t)rec.accnoLength;
+        avail -= fixedSize + (size_t)rec.accnoLength;
     }
-    flushRun();
+    endRun(base + (int64_t)count);
+    pending->blockStarts.push_back(rd.fileOffsetOf(cursor));
     numFlaggedReads += flagged;
-    close(fd);
-    if (accnos->size() > lastNamed + 1 && accnos->size() > namesBefore) {
-        int keep = std::max(lastNamed + 1, namesBefore);
-        accnos->pageIds.resize(keep);
-        accnos->offsets.resize(keep);
-    }
+
+    scmList.setSize((size_t)(base + count));
+    byteList.setSize((size_t)(base + count));
+    // Reads without a name after the last named one get no entry in the name
+    // table; reads of an earlier load between the table's end and the new
+    // ones get an empty one.
+    int64_t nameEnd = std::max<int64_t>(lastNamed + 1, pending->namesBefore);
+    while (accnos->size() < std::min(base, nameEnd)) accnos->appendNone();
+    accnos->pageIds.setSize((size_t)nameEnd);
+    accnos->offsets.setSize((size_t)nameEnd);
+    pending->nameEnd = nameEnd;
     totalReads = (int)scmList.size();
+
+    size_t numBlocks = pending->blockStarts.size() - 1;
+    pending->loaded.assign(numBlocks, 0);
+    pending->blocksLeft = numBlocks;
+    if (numBlocks == 0) return;
+    pendingRecords = pending.release();
+    if (simple)
+        static_cast<StateFileRecords*>(pendingRecords)->follow(true);
+    else
+        pendingRecords->bringInAll();
 }
 
 bool SeqCache::readAndUpdate(ChordMatrix* matrix, bool loadOnly, bool reconcile) {

@@ -32,7 +32,6 @@ char SeqFile::baseBuf[SeqFile::BASE_BUF_SLOTS];
 char SeqFile::qualBuf[SeqFile::BASE_BUF_SLOTS];
 
 static const int SFF_COMMON_HEADER_SIZE = 31;
-static const int SFF_ENTRY_FIXED_SIZE = 16;
 
 // The part of a path after its last slash.
 static std::string baseName(const std::string& path) {
@@ -340,7 +339,7 @@ bool SeqFile::readSFFSequence(Sequence* seq, uint64_t offset, uint32_t size, int
         if (!cached) {
             lastFilename[0] = 0;
             lastSize = 0;
-            if (size >= 1 && size <= 99999) {
+            if (size >= 1 && size <= MAX_ONE_READ) {
                 ssize_t n = pread(fileno(fileFP), buf, size, (off_t)offset);
                 if (n <= 0) {
                     die("Error:  Unable to read SFF file entry.\n");

@@ -26,6 +26,41 @@ typedef vector<std::pair<int, string>> ChangeList;
 static const int SAMPLE_RUN = 1000;
 static const int SAMPLE_STEP = 10000;
 
+// A stretch of one destination file read in one go, so that the runs of
+// consecutive reads at the ends of a file cost a few reads of the file
+// rather than one each. Entries that don't lie wholly in it, and entries of
+// a size the one-entry read would treat otherwise, are read one by one.
+class EntryWindow {
+public:
+    static constexpr size_t BYTES = 128 << 10;
+
+    // The entry's bytes, read in with the ones after it if need be; null
+    // when the entry must be read by itself.
+    const char* entry(SeqFile* file, uint64_t offset, uint32_t size) {
+        if (size < (uint32_t)SeqFile::SFF_ENTRY_FIXED_SIZE || size > SeqFile::MAX_ONE_READ)
+            return nullptr;
+        if (!holds(offset, size)) {
+            if (!file->isSFFFile()) return nullptr;
+            file->openFile();
+            bytes.resize(BYTES);
+            ssize_t n = pread(fileno(file->getFileFP()), bytes.data(), BYTES, (off_t)offset);
+            start = offset;
+            got = n > 0 ? (size_t)n : 0;
+            if (!holds(offset, size)) return nullptr;
+        }
+        return bytes.data() + (offset - start);
+    }
+
+private:
+    bool holds(uint64_t offset, uint32_t size) const {
+        return got > 0 && offset >= start && offset - start + size <= got;
+    }
+
+    vector<char> bytes;
+    uint64_t start = 0;
+    size_t got = 0;
+};
+
 // Lists the read files, and with two -verbose each read; ends the process.
 static void listReadFiles(SeqCache* cache, Flags& flags) {
     printf("Project contains following read files:\n");
@@ -130,6 +165,7 @@ bool compareSeqFileMetaData(SeqCache* cache, SeqFile* file, const string& newPat
                               : new InputFile(newPath, (InputFile::FileType)fileType, true);
     SeqFile* newFile = new SeqFile(newInput, cache->context, first, false);
     Sequence* seq = new Sequence();
+    EntryWindow window;
 
     bool ok = true;
     int id = first;
@@ -139,8 +175,9 @@ bool compareSeqFileMetaData(SeqCache* cache, SeqFile* file, const string& newPat
         int clipPoint = cache->getClipPoint(id);
         int oldLength = cache->getSeqLength(id);
         seq->clear();
+        const char* entry = window.entry(newFile, offset, size);
         newFile->readSequence(seq, offset, size, 0, 0, oldLength, clipPoint, false, false, true,
-                              false, false, false, false, nullptr, false);
+                              false, false, false, false, entry, entry != nullptr);
 
         string oldName = cache->getAccno(id);
         string newName = seq->accno.c_str();
