@@ -240,6 +240,25 @@ TEST_F(RelinkMismatchTest, FewerReadsFails) {
     EXPECT_EQ(before, snapshot(dir.path("proj")));
 }
 
+// Two files whose entries lie at the same places: each destination file is
+// compared with its own bytes.
+TEST_F(RelinkMismatchTest, EachFileOfOneLayoutIsComparedWithItsOwnBytes) {
+    ASSERT_TRUE(reads({"readB1", "readB2", "readB3", "readB4"}).write(dir.path("runs/B.sff")));
+    ProjectBuilder builder(dir.path("two"));
+    builder.addSffFile(dir.path("runs/A.sff"));
+    builder.addSffFile(dir.path("runs/B.sff"));
+    builder.write();
+    auto twoBefore = snapshot(dir.path("two"));
+    fs::copy_file(dir.path("runs/A.sff"), dir.path("moved/A.sff"));
+    ASSERT_TRUE(reads({"readB1", "readX2", "readB3", "readB4"}).write(dir.path("moved/B.sff")));
+    RunResult r = runReadfix({"-relink", dir.path("two"), dir.path("runs"), dir.path("moved")});
+    EXPECT_EQ(255, r.status);
+    EXPECT_EQ(0u, r.err.find("Error:  Found sequence mismatch in source and destination files at "
+                             "sequence #6:\n        sequences \"readB2\" 120 bp and \"readX2\""))
+        << r.err;
+    EXPECT_EQ(twoBefore, snapshot(dir.path("two")));
+}
+
 // A file of more than 11,000 reads is compared at its ends and sampled between.
 TEST(RelinkSamplingTest, MiddleReadsAreSampled) {
     TempDir dir;

@@ -349,4 +349,119 @@ TEST_F(StateFiles, UnwritableStateFileDies) {
                     "^Error:  Cannot write project state files\\.\n$");
 }
 
+// A store of 1,000 reads in two files, written once; loads decode its records
+// block by block. The second file's offsets pass the 32-bit threshold at its
+// fourth read.
+class ManyReads : public StateFiles {
+protected:
+    static constexpr int NUM_A = 700;
+    static constexpr int NUM_READS = 1000;
+    std::string written;
+
+    void SetUp() override {
+        StateFiles::SetUp();
+        std::string linkB = ctx->sffDirectory + "/b.sff";
+        ASSERT_EQ(0, symlink(sffPath.c_str(), linkB.c_str()));
+        ctx->readFiles.push_back(new InputFile(linkB, sffPath, "", "", false));
+        SeqCache* c = new SeqCache(ctx, false);
+        for (int i = 0; i < 2; i++) {
+            SeqFile* f = new SeqFile(ctx->readFiles[i], ctx, 0, false);
+            f->fileSize = 1ull << 40;
+            c->sfmList.push_back(f);
+        }
+        for (int id = 0; id < NUM_READS; id++) {
+            c->addRead(id < NUM_A ? 0 : 1, offsetOf(id), 100 + id, 0, 0, 30 + id, id % 100,
+                       id % 3 == 0 ? SCM_COUNTED : 0, nameOf(id).c_str());
+            c->byteList[id] = (uint8_t)(id % 251);
+        }
+        c->write(true, true);
+        written = readFile(scmPath());
+        delete c;
+    }
+    static uint64_t offsetOf(int id) {
+        return id < NUM_A ? 1000 + (uint64_t)id * 500 : 0xFFFFFF00ull + (uint64_t)(id - NUM_A) * 100;
+    }
+    // Every seventh read and the last have no name.
+    static std::string nameOf(int id) {
+        return id % 7 == 3 || id == NUM_READS - 1 ? "" : "read" + std::to_string(id);
+    }
+    // The name in the file: the writer writes the generated name of an
+    // unnamed read, up to the last named one.
+    static std::string loadedName(int id) {
+        if (!nameOf(id).empty() || id == NUM_READS - 1) return nameOf(id);
+        return "SID" + std::to_string(id);
+    }
+    static void expectRead(SeqCache* c, int id) {
+        SCOPED_TRACE(id);
+        SeqFile* f = c->getSeqFile(id);
+        EXPECT_EQ(id < NUM_A ? c->getSeqFileList()[0] : c->getSeqFileList()[1], f);
+        EXPECT_EQ(30 + id, c->getSeqLength(id));
+        EXPECT_EQ(id % 100, c->getClipPoint(id));
+        EXPECT_EQ(id % 3 == 0 ? SCM_COUNTED : 0, c->getFlags(id));
+        EXPECT_EQ(id % 251, c->byteList[id]);
+        EXPECT_EQ(offsetOf(id), f->getFileByteOffset(id));
+        EXPECT_EQ(100u + id, f->getFileByteSize(id));
+        EXPECT_EQ(id == NUM_READS - 1 ? "SID999" : loadedName(id), c->getAccno(id));
+    }
+};
+
+TEST_F(ManyReads, RecordsAreDecodedBlockByBlockOnFirstUse) {
+    SeqCache* c = load();
+    ASSERT_EQ(NUM_READS, c->getNumReads());
+    EXPECT_EQ(334, c->numFlaggedReads);
+    SeqFile* b = c->getSeqFileList()[1];
+    EXPECT_EQ(NUM_A, b->firstSeqId);
+    EXPECT_EQ(300, b->getNumSeqs());
+    EXPECT_EQ(3, b->firstLargeOffset);
+    // The unnamed last read leaves the name table one short.
+    EXPECT_EQ(NUM_READS - 1, c->accnos->size());
+    ASSERT_NE(nullptr, c->pendingRecords);
+    for (int id : {999, 0, 700, 703, 702, 255}) expectRead(c, id);
+    EXPECT_FALSE(c->pendingRecords->isPending(600));
+    EXPECT_TRUE(c->pendingRecords->isPending(300));
+    for (int id = 0; id < NUM_READS; id++) expectRead(c, id);
+    c->write(true, true);
+    EXPECT_EQ(written, readFile(scmPath()));
+}
+
+// The state file the records still wait in is the one written over: they
+// all come in before it is cut.
+TEST_F(ManyReads, WritingBackBeforeAnyUseKeepsEveryRecord) {
+    SeqCache* c = load();
+    c->write(false, true);
+    EXPECT_EQ(written, readFile(scmPath()));
+    for (int id : {0, 500, 999}) expectRead(c, id);
+}
+
+// A bad record in a late block stops the load itself, not a later use.
+TEST_F(ManyReads, MalformedRecordInALaterBlockStopsTheLoad) {
+    size_t at = 12;
+    for (int id = 0; id < 900; id++) at += 35 + loadedName(id).size();
+    std::string bad = written;
+    bad[at + 1] = 5;  // a file index past the two files
+    writeFile(scmPath(), bad);
+    EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
+    writeFile(scmPath(), written.substr(0, written.size() - 3));
+    EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
+}
+
+// Reads of one file in two runs (not what this writer makes) are all decoded
+// at once: the file's lists take both runs, and its first read is the later run's.
+TEST_F(ManyReads, FileInTwoRunsIsDecodedAtOnce) {
+    std::string scm = ".scm" + be32(2) + be32(4);
+    int files[] = {0, 0, 1, 0};
+    for (int i = 0; i < 4; i++)
+        scm += be16(files[i]) + be64(100 * (i + 1)) + be64(0) + be32(10) + be32(0) + be32(5) +
+               be16(0) + std::string(2, 0) + std::string(1, 2) + "n" + std::to_string(i);
+    writeFile(scmPath(), scm);
+    SeqCache* c = load();
+    SeqFile* a = c->getSeqFileList()[0];
+    EXPECT_FALSE(c->pendingRecords->isPending(0));
+    EXPECT_EQ(3, a->firstSeqId);
+    EXPECT_EQ(3, a->getNumSeqs());
+    EXPECT_EQ(400u, a->fileOffsets[2]);
+    EXPECT_EQ(2, c->getSeqFileList()[1]->firstSeqId);
+    EXPECT_EQ(std::string("n3"), c->getAccno(3));
+}
+
 }  // namespace

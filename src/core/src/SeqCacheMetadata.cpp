@@ -201,15 +201,26 @@ public:
     }
 
     void bringIn(int64_t seqId) override {
-        decodeBlock((size_t)((seqId - firstSeqId) >> BLOCK_SHIFT));
+        size_t k = (size_t)((seqId - firstSeqId) >> BLOCK_SHIFT);
+        decodeBlocks(k, k + 1);
     }
     void bringInAll() override {
-        for (size_t k = 0; k < loaded.size(); k++)
-            if (!loaded[k]) decodeBlock(k);
+        size_t n = loaded.size();
+        for (size_t k = 0; k < n;) {
+            if (loaded[k]) {
+                k++;
+                continue;
+            }
+            size_t end = k + 1;
+            while (end < n && !loaded[end] && end - k < BLOCKS_PER_READ) end++;
+            decodeBlocks(k, end);
+            k = end;
+        }
     }
 
-    // Decodes the records of block k into the lists.
-    void decodeBlock(size_t k);
+    // Decodes the records of blocks k0 to k1 - 1, none of them in yet, into
+    // the lists; one read of the file brings their bytes.
+    void decodeBlocks(size_t k0, size_t k1);
     // Makes the lists ask for pending records (or stop asking).
     void follow(bool on);
 
@@ -225,6 +236,9 @@ public:
     size_t blocksLeft = 0;
 
 private:
+    // Blocks decoded after one read of the file when all are brought in.
+    static constexpr size_t BLOCKS_PER_READ = 64;
+
     std::vector<unsigned char> buffer;
 };
 
@@ -247,8 +261,8 @@ void StateFileRecords::follow(bool on) {
     }
 }
 
-void StateFileRecords::decodeBlock(size_t k) {
-    uint64_t start = blockStarts[k], bytes = blockStarts[k + 1] - start;
+void StateFileRecords::decodeBlocks(size_t k0, size_t k1) {
+    uint64_t start = blockStarts[k0], bytes = blockStarts[k1] - start;
     buffer.resize(bytes + BlockReader::SLACK);
     size_t got = 0;
     while (got < bytes) {
@@ -259,8 +273,9 @@ void StateFileRecords::decodeBlock(size_t k) {
         }
         got += (size_t)n;
     }
-    int64_t seqId = firstSeqId + ((int64_t)k << BLOCK_SHIFT);
-    int64_t endId = std::min<int64_t>(seqId + BLOCK_READS, firstSeqId + (int64_t)numRecords);
+    int64_t seqId = firstSeqId + ((int64_t)k0 << BLOCK_SHIFT);
+    int64_t endId =
+        std::min<int64_t>(firstSeqId + ((int64_t)k1 << BLOCK_SHIFT), firstSeqId + (int64_t)numRecords);
     size_t r = (size_t)(std::upper_bound(runs.begin(), runs.end(), seqId,
                                          [](int64_t id, const FileRun& run) {
                                              return id < run.firstSeqId;
@@ -335,8 +350,9 @@ void StateFileRecords::decodeBlock(size_t k) {
         }
         p += layout.fixedSize + (size_t)rec.accnoLength;
     }
-    loaded[k] = 1;
-    if (--blocksLeft == 0) {
+    for (size_t k = k0; k < k1; k++) loaded[k] = 1;
+    blocksLeft -= k1 - k0;
+    if (blocksLeft == 0) {
         // Everything is in: the lists stop asking, and the file closes.
         follow(false);
         close(fd);
