@@ -63,15 +63,14 @@ public:
     // The place of entry i, made if needed, without bringing anything in:
     // for the loader that fills it.
     T& slot(size_t i) {
-        T*& page = pages[i / PER_PAGE];
+        size_t p = i / PER_PAGE;
+        if (p >= pages.size()) pages.resize(p + 1, nullptr);
+        T*& page = pages[p];
         if (!page) page = (T*)bulkAllocate(PAGE_BYTES);
         return page[i % PER_PAGE];
     }
 
-    void push_back(const T& value) {
-        if (count == pages.size() * PER_PAGE) pages.push_back(nullptr);
-        slot(count++) = value;
-    }
+    void push_back(const T& value) { slot(count++) = value; }
     // Grows with copies of value, or cuts the list to n entries.
     void resize(size_t n, const T& value = T()) {
         if (n < count) {

@@ -675,7 +675,7 @@ void SeqCache::bringInAllRecords() {
 }
 
 void SeqCache::readSeqCacheMetadata(const std::string& path) {
-    int fd = open(path.c_str(), O_RDONLY);
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         die("%s", READ_MSG);
         return;
