@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <deque>
 #include <string>
 #include <utility>
 #include <vector>

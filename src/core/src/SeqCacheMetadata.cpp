@@ -123,48 +123,46 @@ public:
         : version(version),
           qualFields(qualFields),
           fixedSize(19 + (version == 0 ? 2 : 0) + (qualFields ? 8 : 0) +
-                    (version >= 2 ? (qualFields ? 8 : 4) : 0)) {}
+                    (version >= 2 ? (qualFields ? 8 : 4) : 0)),
+          indexBytes(version == 0 ? 4 : 2),
+          sizeAt(indexBytes + 8 + (qualFields ? 8 : 0)),
+          lengthAt(fixedSize - 9) {}
 
     // Decodes the fixed part at p; the name bytes follow it.
-    __attribute__((always_inline)) void decode(const unsigned char* p, RecordFields& r) const {
-        if (version == 0) {
-            r.fileIndex = getuint32(p);
-            p += 4;
-        } else {
-            r.fileIndex = getuint16(p);
-            p += 2;
-        }
-        r.fileOffset = getuint64(p);
-        p += 8;
-        r.qualOffset = 0;
-        if (qualFields) {
-            r.qualOffset = getuint64(p);
-            p += 8;
-        }
+    void decode(const unsigned char* p, RecordFields& r) const {
+        r.fileIndex = fileIndex(p);
+        r.fileOffset = getuint64(p + indexBytes);
+        r.qualOffset = qualFields ? getuint64(p + indexBytes + 8) : 0;
         r.fileByteSize = r.qualByteSize = NO_SIZE;
         if (version >= 2) {
-            r.fileByteSize = getuint32(p);
-            p += 4;
-            if (qualFields) {
-                r.qualByteSize = getuint32(p);
-                p += 4;
-            }
+            r.fileByteSize = getuint32(p + sizeAt);
+            if (qualFields) r.qualByteSize = getuint32(p + sizeAt + 4);
         }
-        r.length = getuint32(p);
-        r.clipField = getuint16(p + 4);
-        r.flags = p[6];
-        r.status = p[7];
-        r.accnoLength = p[8];
-        r.accno = (const char*)(p + 9);
+        const unsigned char* t = p + lengthAt;
+        r.length = getuint32(t);
+        r.clipField = getuint16(t + 4);
+        r.flags = t[6];
+        r.status = t[7];
+        r.accnoLength = t[8];
+        r.accno = (const char*)(t + 9);
+    }
+    uint32_t fileIndex(const unsigned char* p) const {
+        return indexBytes == 4 ? getuint32(p) : getuint16(p);
     }
     // The clip point of a record; negative when the record is malformed.
-    int64_t clipPoint(const RecordFields& r) const {
-        return version == 0 ? (int64_t)r.clipField - (int64_t)r.length + 1 : r.clipField;
+    int64_t clipPoint(uint32_t length, int clipField) const {
+        return version == 0 ? (int64_t)clipField - (int64_t)length + 1 : clipField;
     }
 
     int version;
     bool qualFields;
     size_t fixedSize;
+    // Where the fields lie: the file index, then the file offset, the quality
+    // offset, the sizes, and from lengthAt length, clip, flags, status and
+    // the name's length.
+    size_t indexBytes;
+    size_t sizeAt;
+    size_t lengthAt;
 };
 
 // Consecutive records of one file, and where their entries go in its lists.
@@ -303,7 +301,7 @@ void StateFileRecords::decodeBlocks(size_t k0, size_t k1) {
         }
         SeqCacheMetadata& m = cache->scmList.slot((size_t)seqId);
         m.length = rec.length;
-        m.clipWord = ((uint32_t)layout.clipPoint(rec) << 18) | (uint32_t)rec.flags;
+        m.clipWord = ((uint32_t)layout.clipPoint(rec.length, rec.clipField) << 18) | (uint32_t)rec.flags;
         m.fileIndex = rec.fileIndex;
         cache->byteList.slot((size_t)seqId) = rec.status;
 
@@ -787,9 +785,11 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
 
     // Room for the longest record, so that most records need no check.
     const size_t maxRecord = fixedSize + 255;
+    const size_t indexBytes = layout.indexBytes, lengthAt = layout.lengthAt;
     const unsigned char* cursor = rd.current();
     size_t avail = rd.available();
-    RecordFields rec;
+    // Whether the current file's offsets still go on the 32-bit lists.
+    bool smallOffsets = true, smallQual = true;
     for (uint32_t r = 0; r < count; r++) {
         int64_t seqId = base + (int64_t)r;
         if (avail < maxRecord) {
@@ -803,15 +803,16 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             die("%s", FORMAT_MSG);
             return;
         }
-        layout.decode(cursor, rec);
-        if (rec.fileIndex != prevFileIndex || !run) {
-            if (rec.fileIndex != prevFileIndex) {
-                if (rec.fileIndex >= sfmList.size()) {
+        const unsigned char* p = cursor;
+        uint32_t fileIndex = layout.fileIndex(p);
+        if (fileIndex != prevFileIndex || !run) {
+            if (fileIndex != prevFileIndex) {
+                if (fileIndex >= sfmList.size()) {
                     die("%s", FORMAT_MSG);
                     return;
                 }
-                prevFileIndex = rec.fileIndex;
-                f = sfmList[rec.fileIndex];
+                prevFileIndex = fileIndex;
+                f = sfmList[fileIndex];
                 f->firstSeqId = (int)seqId;
             } else if (!f) {
                 die("%s", FORMAT_MSG);
@@ -819,17 +820,21 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             }
             endRun(seqId);
             startRun(seqId);
+            smallOffsets = f->firstLargeOffset == -2;
+            smallQual = f->firstLargeQualOffset == -2;
         }
 
-        int64_t clip = layout.clipPoint(rec);
+        const unsigned char* t = p + lengthAt;
+        int64_t clip = layout.clipPoint(getuint32(t), getuint16(t + 4));
         if (clip < 0) {
             die("%s", FORMAT_MSG);
             return;
         }
         int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
         ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
-        if (rec.accnoLength > 0) {
-            if (avail - fixedSize < (size_t)rec.accnoLength) {
+        size_t accnoLength = t[8];
+        if (accnoLength > 0) {
+            if (avail - fixedSize < accnoLength) {
                 die("%s", FORMAT_MSG);
                 return;
             }
@@ -837,29 +842,31 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         }
         // The two-list scheme: offsets above the threshold, and all after the
         // first of them, go on the 64-bit list.
-        if (f->firstLargeOffset == -2 && rec.fileOffset <= SeqFile::MAX_SMALL_OFFSET) {
+        if (smallOffsets && getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET) {
             numOffsets++;
         } else {
-            if (f->firstLargeOffset == -2) {
+            if (smallOffsets) {
+                smallOffsets = false;
                 f->firstLargeOffset = (int)(run->offsetPos + numOffsets);
                 run->largeFrom = seqId;
             }
             numLarge++;
         }
         if (qualLists) {
-            if (f->firstLargeQualOffset == -2 && rec.qualOffset <= SeqFile::MAX_SMALL_OFFSET) {
+            if (smallQual && getuint64(p + indexBytes + 8) <= SeqFile::MAX_SMALL_OFFSET) {
                 numQual++;
             } else {
-                if (f->firstLargeQualOffset == -2) {
+                if (smallQual) {
+                    smallQual = false;
                     f->firstLargeQualOffset = (int)(run->qualOffsetPos + numQual);
                     run->largeQualFrom = seqId;
                 }
                 numLargeQual++;
             }
         }
-        if (rec.flags & SCM_COUNTED) flagged++;
-        cursor += fixedSize + (size_t)rec.accnoLength;
-        avail -= fixedSize + (size_t)rec.accnoLength;
+        flagged += (t[6] & SCM_COUNTED) != 0;
+        cursor += fixedSize + accnoLength;
+        avail -= fixedSize + accnoLength;
     }
     endRun(base + (int64_t)count);
     pending->blockStarts.push_back(rd.fileOffsetOf(cursor));
