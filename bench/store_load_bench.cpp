@@ -165,19 +165,22 @@ static int loadMode(const std::string& dir, int numReads) {
            cache->getSeqFileList().size(), bytes / 1e6);
     printf("  read bytes: %.3f s   load: %.3f s   ratio: %.2f (target <= 3)\n", readTime, loadTime,
            loadTime / readTime);
-    printf("  load CPU: %.3f s user, %.3f s system (the system part is mostly the copy out of the "
-           "page cache)\n",
-           user1 - user0, sys1 - sys0);
+    printf(
+        "  load CPU: %.3f s user, %.3f s system (the system part is mostly the copy out of the "
+        "page cache)\n",
+        user1 - user0, sys1 - sys0);
     printf("  then decoding every record: %.3f s (load + that: %.2f x read bytes)\n", decodeTime,
            (loadTime + decodeTime) / readTime);
     // The full decode needs its memory handed out: compare it with reading
     // the same bytes into fresh memory.
-    printf("  read bytes into fresh memory: %.3f s, into fresh large-page memory: %.3f s "
-           "(load + decoding every record / that: %.2f)\n",
-           freshTime, bulkTime, (loadTime + decodeTime) / bulkTime);
+    printf(
+        "  read bytes into fresh memory: %.3f s, into fresh large-page memory: %.3f s "
+        "(load + decoding every record / that: %.2f)\n",
+        freshTime, bulkTime, (loadTime + decodeTime) / bulkTime);
     printf("  memory after the load: %.1f bytes/read\n", perReadLoaded);
-    printf("  memory with every record decoded: %.1f bytes/read (accession %d bytes; target <= %d)\n",
-           perRead, ACCNO_LENGTH, 32 + ACCNO_LENGTH);
+    printf(
+        "  memory with every record decoded: %.1f bytes/read (accession %d bytes; target <= %d)\n",
+        perRead, ACCNO_LENGTH, 32 + ACCNO_LENGTH);
     return 0;
 }
 

@@ -379,7 +379,8 @@ protected:
         delete c;
     }
     static uint64_t offsetOf(int id) {
-        return id < NUM_A ? 1000 + (uint64_t)id * 500 : 0xFFFFFF00ull + (uint64_t)(id - NUM_A) * 100;
+        return id < NUM_A ? 1000 + (uint64_t)id * 500
+                          : 0xFFFFFF00ull + (uint64_t)(id - NUM_A) * 100;
     }
     // Every seventh read and the last have no name.
     static std::string nameOf(int id) {
@@ -440,6 +441,15 @@ TEST_F(ManyReads, MalformedRecordInALaterBlockStopsTheLoad) {
     std::string bad = written;
     bad[at + 1] = 5;  // a file index past the two files
     writeFile(scmPath(), bad);
+    EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
+    bad = written;
+    bad.replace(at + 30, 2, be16(16384));  // a clip point over the limit
+    writeFile(scmPath(), bad);
+    EXPECT_EXIT(load(), ExitedWithCode(255),
+                "Assertion:  clipPt < 1 << \\(24 - NUMFILEINDEXBITS\\)");
+    bad = written;
+    bad[at + 34] = (char)200;  // a name running past the end of the file
+    writeFile(scmPath(), bad.substr(0, at + 35 + 100));
     EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
     writeFile(scmPath(), written.substr(0, written.size() - 3));
     EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);

@@ -54,7 +54,8 @@ public:
 
     // The entry, brought in from the state file first when it is still there.
     T& operator[](size_t i) {
-        if (pending && pending->isPending(idBase + (int64_t)i)) pending->bringIn(idBase + (int64_t)i);
+        if (pending && pending->isPending(idBase + (int64_t)i))
+            pending->bringIn(idBase + (int64_t)i);
         return pages[i / PER_PAGE][i % PER_PAGE];
     }
     const T& operator[](size_t i) const { return (*const_cast<BulkList*>(this))[i]; }

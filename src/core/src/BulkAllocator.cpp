@@ -43,8 +43,7 @@ const size_t REGION_BYTES = 64 << 20;
 // Size class of a request, or -1 for one that gets its own mapping.
 int sizeClass(size_t bytes) {
     if (bytes <= SMALL_LIMIT) return bytes == 0 ? 0 : (int)((bytes - 1) / SMALL_STEP);
-    if (bytes <= MEDIUM_LIMIT)
-        return NUM_SMALL + (int)((bytes - SMALL_LIMIT - 1) / MEDIUM_STEP);
+    if (bytes <= MEDIUM_LIMIT) return NUM_SMALL + (int)((bytes - SMALL_LIMIT - 1) / MEDIUM_STEP);
     int shift = MIN_LARGE_SHIFT;
     while (shift <= MAX_LARGE_SHIFT && ((size_t)1 << shift) < bytes) shift++;
     return shift > MAX_LARGE_SHIFT ? -1 : FIRST_LARGE + shift - MIN_LARGE_SHIFT;

@@ -272,12 +272,11 @@ void StateFileRecords::decodeBlocks(size_t k0, size_t k1) {
         got += (size_t)n;
     }
     int64_t seqId = firstSeqId + ((int64_t)k0 << BLOCK_SHIFT);
-    int64_t endId =
-        std::min<int64_t>(firstSeqId + ((int64_t)k1 << BLOCK_SHIFT), firstSeqId + (int64_t)numRecords);
-    size_t r = (size_t)(std::upper_bound(runs.begin(), runs.end(), seqId,
-                                         [](int64_t id, const FileRun& run) {
-                                             return id < run.firstSeqId;
-                                         }) -
+    int64_t endId = std::min<int64_t>(firstSeqId + ((int64_t)k1 << BLOCK_SHIFT),
+                                      firstSeqId + (int64_t)numRecords);
+    size_t r = (size_t)(std::upper_bound(
+                            runs.begin(), runs.end(), seqId,
+                            [](int64_t id, const FileRun& run) { return id < run.firstSeqId; }) -
                         runs.begin()) -
                1;
     StringSet* names = cache->accnos;
@@ -301,7 +300,8 @@ void StateFileRecords::decodeBlocks(size_t k0, size_t k1) {
         }
         SeqCacheMetadata& m = cache->scmList.slot((size_t)seqId);
         m.length = rec.length;
-        m.clipWord = ((uint32_t)layout.clipPoint(rec.length, rec.clipField) << 18) | (uint32_t)rec.flags;
+        m.clipWord =
+            ((uint32_t)layout.clipPoint(rec.length, rec.clipField) << 18) | (uint32_t)rec.flags;
         m.fileIndex = rec.fileIndex;
         cache->byteList.slot((size_t)seqId) = rec.status;
 
@@ -319,8 +319,7 @@ void StateFileRecords::decodeBlocks(size_t k0, size_t k1) {
             else
                 f->largeQualOffsets.slot(
                     run.largeQualOffsetPos +
-                    (size_t)(seqId - std::max(run.largeQualFrom, run.firstSeqId))) =
-                    rec.qualOffset;
+                    (size_t)(seqId - std::max(run.largeQualFrom, run.firstSeqId))) = rec.qualOffset;
             f->qualByteSizes.slot(run.qualSizePos + (size_t)i) = rec.qualByteSize;
         }
 
@@ -790,6 +789,9 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     size_t avail = rd.available();
     // Whether the current file's offsets still go on the 32-bit lists.
     bool smallOffsets = true, smallQual = true;
+    // Whether each record of the current file takes the full checks.
+    bool fullChecks = true;
+    const int CLIP_LIMIT = 1 << (24 - NUMFILEINDEXBITS);
     for (uint32_t r = 0; r < count; r++) {
         int64_t seqId = base + (int64_t)r;
         if (avail < maxRecord) {
@@ -804,64 +806,78 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
             return;
         }
         const unsigned char* p = cursor;
+        const unsigned char* t = p + lengthAt;
         uint32_t fileIndex = layout.fileIndex(p);
-        if (fileIndex != prevFileIndex || !run) {
-            if (fileIndex != prevFileIndex) {
-                if (fileIndex >= sfmList.size()) {
+        size_t accnoLength = t[8];
+        // Most records need only the common checks; anything else (a new
+        // file, a clip point or name to look at closely, an offset that
+        // may pass to the 64-bit list, quality offsets) takes the full path.
+        // (One branch for all of them: each test is cheap and safe to make.)
+        bool usual = (fileIndex == prevFileIndex) & !fullChecks & (getuint16(t + 4) < CLIP_LIMIT) &
+                     (accnoLength <= avail - fixedSize) &
+                     (!smallOffsets | (getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET));
+        if (usual) {
+            numOffsets += smallOffsets;
+            numLarge += !smallOffsets;
+            if (accnoLength > 0) lastNamed = seqId;
+        } else {
+            if (fileIndex != prevFileIndex || !run) {
+                if (fileIndex != prevFileIndex) {
+                    if (fileIndex >= sfmList.size()) {
+                        die("%s", FORMAT_MSG);
+                        return;
+                    }
+                    prevFileIndex = fileIndex;
+                    f = sfmList[fileIndex];
+                    f->firstSeqId = (int)seqId;
+                } else if (!f) {
                     die("%s", FORMAT_MSG);
                     return;
                 }
-                prevFileIndex = fileIndex;
-                f = sfmList[fileIndex];
-                f->firstSeqId = (int)seqId;
-            } else if (!f) {
-                die("%s", FORMAT_MSG);
-                return;
+                endRun(seqId);
+                startRun(seqId);
+                smallOffsets = f->firstLargeOffset == -2;
+                smallQual = f->firstLargeQualOffset == -2;
+                fullChecks = layout.version == 0 || qualLists;
             }
-            endRun(seqId);
-            startRun(seqId);
-            smallOffsets = f->firstLargeOffset == -2;
-            smallQual = f->firstLargeQualOffset == -2;
-        }
 
-        const unsigned char* t = p + lengthAt;
-        int64_t clip = layout.clipPoint(getuint32(t), getuint16(t + 4));
-        if (clip < 0) {
-            die("%s", FORMAT_MSG);
-            return;
-        }
-        int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
-        ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
-        size_t accnoLength = t[8];
-        if (accnoLength > 0) {
-            if (avail - fixedSize < accnoLength) {
+            int64_t clip = layout.clipPoint(getuint32(t), getuint16(t + 4));
+            if (clip < 0) {
                 die("%s", FORMAT_MSG);
                 return;
             }
-            lastNamed = seqId;
-        }
-        // The two-list scheme: offsets above the threshold, and all after the
-        // first of them, go on the 64-bit list.
-        if (smallOffsets && getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET) {
-            numOffsets++;
-        } else {
-            if (smallOffsets) {
-                smallOffsets = false;
-                f->firstLargeOffset = (int)(run->offsetPos + numOffsets);
-                run->largeFrom = seqId;
-            }
-            numLarge++;
-        }
-        if (qualLists) {
-            if (smallQual && getuint64(p + indexBytes + 8) <= SeqFile::MAX_SMALL_OFFSET) {
-                numQual++;
-            } else {
-                if (smallQual) {
-                    smallQual = false;
-                    f->firstLargeQualOffset = (int)(run->qualOffsetPos + numQual);
-                    run->largeQualFrom = seqId;
+            int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
+            ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
+            if (accnoLength > 0) {
+                if (avail - fixedSize < accnoLength) {
+                    die("%s", FORMAT_MSG);
+                    return;
                 }
-                numLargeQual++;
+                lastNamed = seqId;
+            }
+            // The two-list scheme: offsets above the threshold, and all after the
+            // first of them, go on the 64-bit list.
+            if (smallOffsets && getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET) {
+                numOffsets++;
+            } else {
+                if (smallOffsets) {
+                    smallOffsets = false;
+                    f->firstLargeOffset = (int)(run->offsetPos + numOffsets);
+                    run->largeFrom = seqId;
+                }
+                numLarge++;
+            }
+            if (qualLists) {
+                if (smallQual && getuint64(p + indexBytes + 8) <= SeqFile::MAX_SMALL_OFFSET) {
+                    numQual++;
+                } else {
+                    if (smallQual) {
+                        smallQual = false;
+                        f->firstLargeQualOffset = (int)(run->qualOffsetPos + numQual);
+                        run->largeQualFrom = seqId;
+                    }
+                    numLargeQual++;
+                }
             }
         }
         flagged += (t[6] & SCM_COUNTED) != 0;
