@@ -782,6 +782,23 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         numOffsets = numLarge = numQual = numLargeQual = 0;
     };
 
+    // The two-list scheme for one offset: offsets above the threshold, and all
+    // after the first of them, go on the 64-bit list; the first one marks its
+    // list index and seqId.
+    auto countOffset = [](uint64_t offset, bool& small, size_t& numSmall, size_t& numLargeOnes,
+                          int& firstLarge, size_t runPos, int64_t& largeFrom, int64_t seqId) {
+        if (small && offset <= SeqFile::MAX_SMALL_OFFSET) {
+            numSmall++;
+            return;
+        }
+        if (small) {
+            small = false;
+            firstLarge = (int)(runPos + numSmall);
+            largeFrom = seqId;
+        }
+        numLargeOnes++;
+    };
+
     // Room for the longest record, so that most records need no check.
     const size_t maxRecord = fixedSize + 255;
     const size_t indexBytes = layout.indexBytes, lengthAt = layout.lengthAt;
@@ -855,30 +872,11 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
                 }
                 lastNamed = seqId;
             }
-            // The two-list scheme: offsets above the threshold, and all after the
-            // first of them, go on the 64-bit list.
-            if (smallOffsets && getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET) {
-                numOffsets++;
-            } else {
-                if (smallOffsets) {
-                    smallOffsets = false;
-                    f->firstLargeOffset = (int)(run->offsetPos + numOffsets);
-                    run->largeFrom = seqId;
-                }
-                numLarge++;
-            }
-            if (qualLists) {
-                if (smallQual && getuint64(p + indexBytes + 8) <= SeqFile::MAX_SMALL_OFFSET) {
-                    numQual++;
-                } else {
-                    if (smallQual) {
-                        smallQual = false;
-                        f->firstLargeQualOffset = (int)(run->qualOffsetPos + numQual);
-                        run->largeQualFrom = seqId;
-                    }
-                    numLargeQual++;
-                }
-            }
+            countOffset(getuint64(p + indexBytes), smallOffsets, numOffsets, numLarge,
+                        f->firstLargeOffset, run->offsetPos, run->largeFrom, seqId);
+            if (qualLists)
+                countOffset(getuint64(p + indexBytes + 8), smallQual, numQual, numLargeQual,
+                            f->firstLargeQualOffset, run->qualOffsetPos, run->largeQualFrom, seqId);
         }
         flagged += (t[6] & SCM_COUNTED) != 0;
         cursor += fixedSize + accnoLength;
