@@ -351,15 +351,19 @@ TEST_F(StateFiles, UnwritableStateFileDies) {
 
 // A store of 1,000 reads in two files, written once; loads decode its records
 // block by block. The second file's offsets pass the 32-bit threshold at its
-// fourth read.
-class ManyReads : public StateFiles {
+// fourth read, the first file's at its 651st (past the middle of the file).
+// Each test runs twice: with the records checked by one walk,
+// and by two threads that each walk one half of the file.
+class ManyReads : public StateFiles, public ::testing::WithParamInterface<bool> {
 protected:
     static constexpr int NUM_A = 700;
     static constexpr int NUM_READS = 1000;
     std::string written;
+    uint64_t defaultParallelBytes = SeqCache::parallelCheckBytes;
 
     void SetUp() override {
         StateFiles::SetUp();
+        SeqCache::parallelCheckBytes = GetParam() ? 0 : UINT64_MAX;
         std::string linkB = ctx->sffDirectory + "/b.sff";
         ASSERT_EQ(0, symlink(sffPath.c_str(), linkB.c_str()));
         ctx->readFiles.push_back(new InputFile(linkB, sffPath, "", "", false));
@@ -378,9 +382,28 @@ protected:
         written = readFile(scmPath());
         delete c;
     }
+    void TearDown() override { SeqCache::parallelCheckBytes = defaultParallelBytes; }
+    // In the two-thread runs, whether the check split the file near its
+    // middle: its second half then counts blocks from there.
+    void expectSplit(SeqCache* c, bool split = true) {
+        if (!GetParam()) return;
+        ASSERT_NE(nullptr, c->pendingRecords);
+        if (split) {
+            EXPECT_GT(c->pendingRecords->splitIndex, 400u);
+            EXPECT_LT(c->pendingRecords->splitIndex, 600u);
+        } else {
+            EXPECT_EQ(UINT64_MAX, c->pendingRecords->splitIndex);
+        }
+    }
+    // Where a read's record starts in the written file.
+    static size_t recordAt(int id) {
+        size_t at = 12;
+        for (int i = 0; i < id; i++) at += 35 + loadedName(i).size();
+        return at;
+    }
     static uint64_t offsetOf(int id) {
-        return id < NUM_A ? 1000 + (uint64_t)id * 500
-                          : 0xFFFFFF00ull + (uint64_t)(id - NUM_A) * 100;
+        if (id < NUM_A) return id < 650 ? 1000 + (uint64_t)id * 500 : (1ull << 33) + id;
+        return 0xFFFFFF00ull + (uint64_t)(id - NUM_A) * 100;
     }
     // Every seventh read and the last have no name.
     static std::string nameOf(int id) {
@@ -406,14 +429,16 @@ protected:
     }
 };
 
-TEST_F(ManyReads, RecordsAreDecodedBlockByBlockOnFirstUse) {
+TEST_P(ManyReads, RecordsAreDecodedBlockByBlockOnFirstUse) {
     SeqCache* c = load();
     ASSERT_EQ(NUM_READS, c->getNumReads());
+    expectSplit(c);
     EXPECT_EQ(334, c->numFlaggedReads);
     SeqFile* b = c->getSeqFileList()[1];
     EXPECT_EQ(NUM_A, b->firstSeqId);
     EXPECT_EQ(300, b->getNumSeqs());
     EXPECT_EQ(3, b->firstLargeOffset);
+    EXPECT_EQ(650, c->getSeqFileList()[0]->firstLargeOffset);
     // The unnamed last read leaves the name table one short.
     EXPECT_EQ(NUM_READS - 1, c->accnos->size());
     ASSERT_NE(nullptr, c->pendingRecords);
@@ -427,17 +452,17 @@ TEST_F(ManyReads, RecordsAreDecodedBlockByBlockOnFirstUse) {
 
 // The state file the records still wait in is the one written over: they
 // all come in before it is cut.
-TEST_F(ManyReads, WritingBackBeforeAnyUseKeepsEveryRecord) {
+TEST_P(ManyReads, WritingBackBeforeAnyUseKeepsEveryRecord) {
     SeqCache* c = load();
+    expectSplit(c);
     c->write(false, true);
     EXPECT_EQ(written, readFile(scmPath()));
     for (int id : {0, 500, 999}) expectRead(c, id);
 }
 
 // A bad record in a late block stops the load itself, not a later use.
-TEST_F(ManyReads, MalformedRecordInALaterBlockStopsTheLoad) {
-    size_t at = 12;
-    for (int id = 0; id < 900; id++) at += 35 + loadedName(id).size();
+TEST_P(ManyReads, MalformedRecordInALaterBlockStopsTheLoad) {
+    size_t at = recordAt(900);
     std::string bad = written;
     bad[at + 1] = 5;  // a file index past the two files
     writeFile(scmPath(), bad);
@@ -457,7 +482,7 @@ TEST_F(ManyReads, MalformedRecordInALaterBlockStopsTheLoad) {
 
 // Reads of one file in two runs (not what this writer makes) are all decoded
 // at once: the file's lists take both runs, and its first read is the later run's.
-TEST_F(ManyReads, FileInTwoRunsIsDecodedAtOnce) {
+TEST_P(ManyReads, FileInTwoRunsIsDecodedAtOnce) {
     std::string scm = ".scm" + be32(2) + be32(4);
     int files[] = {0, 0, 1, 0};
     for (int i = 0; i < 4; i++)
@@ -473,5 +498,69 @@ TEST_F(ManyReads, FileInTwoRunsIsDecodedAtOnce) {
     EXPECT_EQ(2, c->getSeqFileList()[1]->firstSeqId);
     EXPECT_EQ(std::string("n3"), c->getAccno(3));
 }
+
+// The first bad record in file order is the one reported, whichever half
+// of the file it is in.
+TEST_P(ManyReads, FirstBadRecordOfTheFileIsReported) {
+    std::string bad = written;
+    bad.replace(recordAt(100) + 30, 2, be16(20000));  // a clip point over the limit
+    bad[recordAt(900) + 1] = 5;                       // a file index past the two files
+    writeFile(scmPath(), bad);
+    EXPECT_EXIT(load(), ExitedWithCode(255),
+                "Assertion:  clipPt < 1 << \\(24 - NUMFILEINDEXBITS\\)");
+    bad = written;
+    bad[recordAt(100) + 1] = 5;
+    bad.replace(recordAt(900) + 30, 2, be16(20000));
+    writeFile(scmPath(), bad);
+    EXPECT_EXIT(load(), ExitedWithCode(255), FORMAT_RE);
+}
+
+// A file holding more records than its count: only the counted ones load,
+// and whatever follows them is not looked at.
+TEST_P(ManyReads, RecordsPastTheCountAreIgnored) {
+    std::string scm = written;
+    scm.replace(8, 4, be32(990));
+    writeFile(scmPath(), scm + std::string(7, (char)0xFF));
+    SeqCache* c = load();
+    ASSERT_EQ(990, c->getNumReads());
+    expectSplit(c, false);
+    EXPECT_EQ(290, c->getSeqFileList()[1]->getNumSeqs());
+    EXPECT_EQ(330, c->numFlaggedReads);
+    for (int id = 0; id < 990; id++) expectRead(c, id);
+}
+
+// Records that all look alike (no names, few bytes set) leave every place in
+// the middle of the file looking like a record start: a wrong one is found
+// out by the walk from the start, which then checks the rest alone.
+TEST_P(ManyReads, RecordStartFoundInTheMiddleIsProvedBeforeUse) {
+    for (int numReads : {999, 1000}) {
+        SCOPED_TRACE(numReads);
+        std::string scm = ".scm" + be32(2) + be32(numReads);
+        for (int id = 0; id < numReads; id++)
+            scm += be16(id < 600 ? 0 : 1) + std::string(16, 0) + be32(0) + be32(0) +
+                   be32(id % 200) + std::string(5, 0);
+        writeFile(scmPath(), scm);
+        SeqCache* c = load();
+        ASSERT_EQ(numReads, c->getNumReads());
+        // Half of the records part is 17,482 bytes for 999 records, inside
+        // a record, and 17,500 for 1,000, a record start.
+        if (GetParam()) {
+            EXPECT_EQ(numReads == 999 ? UINT64_MAX : 500u, c->pendingRecords->splitIndex);
+        }
+        EXPECT_EQ(600, c->getSeqFileList()[1]->firstSeqId);
+        for (int id = 0; id < numReads; id++) {
+            ASSERT_EQ(id % 200, c->getSeqLength(id)) << id;
+            ASSERT_EQ(id < 600 ? 0u : 1u, c->scmList[id].fileIndex) << id;
+        }
+        c->write(false, true);
+        EXPECT_EQ(scm, readFile(scmPath()));
+        delete c;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(OneOrTwoWalks, ManyReads, ::testing::Bool(),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                             return info.param ? "TwoThreads" : "OneThread";
+                         });
 
 }  // namespace

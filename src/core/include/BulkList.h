@@ -13,7 +13,9 @@
 #include "BulkAllocator.h"
 
 // Records of a store not yet decoded from their state file, in blocks of
-// BLOCK_READS by seqId.
+// BLOCK_READS by seqId. Blocks count from the first record, and again from
+// splitIndex when the file was checked in two parts: the block before it may
+// be shorter.
 class PendingRecords {
 public:
     static constexpr int BLOCK_SHIFT = 8;
@@ -24,7 +26,16 @@ public:
     // True while the record of seqId is still in the file.
     bool isPending(int64_t seqId) const {
         uint64_t k = (uint64_t)(seqId - firstSeqId);
-        return k < numRecords && !loaded[k >> BLOCK_SHIFT];
+        return k < numRecords && !loaded[blockOf(k)];
+    }
+    // The block of the k-th record, and the first record of block b.
+    size_t blockOf(uint64_t k) const {
+        return k < splitIndex ? (size_t)(k >> BLOCK_SHIFT)
+                              : splitBlock + (size_t)((k - splitIndex) >> BLOCK_SHIFT);
+    }
+    uint64_t blockFirst(size_t b) const {
+        return b < splitBlock ? (uint64_t)b << BLOCK_SHIFT
+                              : splitIndex + ((uint64_t)(b - splitBlock) << BLOCK_SHIFT);
     }
     // Decodes the block of seqId into every list of the store.
     virtual void bringIn(int64_t seqId) = 0;
@@ -34,6 +45,9 @@ public:
     int64_t firstSeqId = 0;
     uint64_t numRecords = 0;
     std::vector<uint8_t> loaded;
+    // Where blocks count again from: the record, and its block.
+    uint64_t splitIndex = UINT64_MAX;
+    size_t splitBlock = SIZE_MAX;
 };
 
 template <class T>

@@ -135,6 +135,9 @@ public:
     // record but decodes a block of them only when one is first asked for.
     // Null when no state file was loaded.
     PendingRecords* pendingRecords = nullptr;
+    // Size of the records of a state file from which its load checks them
+    // with two threads, each walking one half.
+    static uint64_t parallelCheckBytes;
 
     // Makes the pair library, the packed-bases set and the scan buffers.
     SeqCache(Context* context, bool keepAll);

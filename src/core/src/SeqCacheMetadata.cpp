@@ -10,6 +10,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "ByteUtil.h"
@@ -38,29 +40,34 @@ const char* const FILE_LINE_FORMAT =
 const int SCM_VERSION = 2;
 const uint32_t NO_SIZE = 0xFFFFFFFEu;
 
-// Reads a file through one buffer, small enough to stay in the processor's
-// cache, and hands out contiguous byte runs. SLACK bytes past the buffered
-// data may always be read (their values are of no meaning).
+// Reads a part of a file through one buffer, small enough to stay in the
+// processor's cache, and hands out contiguous byte runs. SLACK bytes past the
+// buffered data may always be read (their values are of no meaning). Reads
+// are positioned, so that readers of one file in several threads can share
+// its descriptor.
 class BlockReader {
 public:
     static constexpr size_t CAPACITY = 256 << 10;
     static constexpr size_t SLACK = 64;
 
-    explicit BlockReader(int fd) : fd(fd), buffer(CAPACITY + SLACK) {}
+    // Reads from file offset start up to limit.
+    BlockReader(int fd, uint64_t start, uint64_t limit)
+        : fd(fd), buffer(CAPACITY + SLACK), bufferStart(start), readAt(start), limit(limit) {}
 
-    // A pointer to the next n bytes, or null when the file ends before them.
+    // A pointer to the next n bytes, or null when the part ends before them.
     const unsigned char* need(size_t n) {
         if (end - pos < n && !fill(n)) return nullptr;
         const unsigned char* p = buffer.data() + pos;
         pos += n;
         return p;
     }
-    // Bytes of the file not yet handed out (buffered plus unread).
-    uint64_t remaining() const { return (end - pos) + fileLeft; }
-    void setFileLeft(uint64_t left) { fileLeft = left; }
+    // Bytes of the part not yet handed out (buffered plus unread).
+    uint64_t remaining() const { return (end - pos) + (limit - readAt); }
+    // Moves the end of the part further into the file.
+    void setLimit(uint64_t newLimit) { limit = newLimit; }
     // Bytes buffered and not yet handed out.
     size_t available() const { return end - pos; }
-    // Tries to have n bytes buffered; the count buffered, fewer at the end of the file.
+    // Tries to have n bytes buffered; the count buffered, fewer at the end of the part.
     size_t ensure(size_t n) {
         if (end - pos < n) fill(n);
         return end - pos;
@@ -84,10 +91,12 @@ private:
         }
         if (buffer.size() < n + SLACK) buffer.resize(n + SLACK);
         while (end < n) {
-            ssize_t got = ::read(fd, buffer.data() + end, buffer.size() - SLACK - end);
+            size_t room = std::min<uint64_t>(buffer.size() - SLACK - end, limit - readAt);
+            if (room == 0) return false;
+            ssize_t got = pread(fd, buffer.data() + end, room, (off_t)readAt);
             if (got <= 0) return false;
             end += (size_t)got;
-            fileLeft = fileLeft > (uint64_t)got ? fileLeft - got : 0;
+            readAt += (uint64_t)got;
         }
         return true;
     }
@@ -96,8 +105,11 @@ private:
     std::vector<unsigned char, BulkAllocator<unsigned char>> buffer;
     size_t pos = 0;
     size_t end = 0;
-    uint64_t bufferStart = 0;
-    uint64_t fileLeft = 0;
+    // File offsets of the buffer's first byte, of the next byte to read, and
+    // of the end of the part.
+    uint64_t bufferStart;
+    uint64_t readAt;
+    uint64_t limit;
 };
 
 // The fields of one record of .SeqCacheMetadata.
@@ -185,6 +197,285 @@ public:
     int64_t largeQualFrom;
 };
 
+// A walk over consecutive records of .SeqCacheMetadata that checks each one
+// and notes what the load needs of them, without touching the store: runs of
+// one file index, where each run's offsets first pass the 32-bit threshold,
+// where each block of BLOCK_READS records starts, the flagged reads and the
+// last named read. Record numbers count from the walk's first record. A walk
+// stops at a bad record instead of ending the process, so that it can run
+// beside another; its owner reports what it found.
+class RecordWalk {
+public:
+    // Why a walk stopped, at record n.
+    enum Stop {
+        DONE,        // every record asked for was walked
+        PART_END,    // the part's bytes end where record n would start
+        CUT_SHORT,   // record n runs past the end of the part
+        BAD_FORMAT,  // record n is malformed
+        BAD_CLIP,    // record n's clip point is over the limit (in badClip)
+    };
+    static constexpr uint64_t NONE = UINT64_MAX;
+    class Run {
+    public:
+        uint64_t start;
+        uint32_t fileIndex;
+        // The first record of the run whose file or quality offset is past
+        // the threshold, or NONE.
+        uint64_t firstLarge;
+        uint64_t firstLargeQual;
+    };
+
+    RecordWalk(int fd, const RecordLayout& layout, uint32_t numFiles, uint64_t start,
+               uint64_t limit)
+        : rd(fd, start, limit), layout(layout), numFiles(numFiles) {}
+
+    // Walks on until n reaches maxRecords or a record stops the walk.
+    Stop walk(uint64_t maxRecords);
+    // The file offset where record n starts.
+    uint64_t offset() const { return rd.fileOffsetOf(rd.current()); }
+
+    BlockReader rd;
+    const RecordLayout& layout;
+    uint32_t numFiles;
+    uint64_t n = 0;
+    std::vector<uint64_t> blockStarts;
+    std::vector<Run> runs;
+    uint64_t flagged = 0;
+    int64_t lastNamed = -1;
+    int badClip = 0;
+};
+
+// Clip points must stay below this.
+const int CLIP_LIMIT = 1 << (24 - NUMFILEINDEXBITS);
+
+RecordWalk::Stop RecordWalk::walk(uint64_t maxRecords) {
+    const size_t fixedSize = layout.fixedSize;
+    // Room for the longest record, so that most records need no check.
+    const size_t maxRecord = fixedSize + 255;
+    const size_t indexBytes = layout.indexBytes, lengthAt = layout.lengthAt;
+    const size_t qualAt = indexBytes + (layout.qualFields ? 8 : 0);
+    // Version 0 clip points are stored relative to the length: those records
+    // all take the full checks.
+    const bool fullChecks = layout.version == 0;
+    const unsigned char* cursor = rd.current();
+    size_t avail = rd.available();
+    Run* run = runs.empty() ? nullptr : &runs.back();
+    uint32_t runIndex = run ? run->fileIndex : UINT32_MAX;
+    bool largeSeen = run && run->firstLarge != NONE;
+    bool largeQualSeen = !layout.qualFields || (run && run->firstLargeQual != NONE);
+    uint64_t r = n;
+    uint64_t flags = flagged;
+    int64_t named = lastNamed;
+    Stop stop = DONE;
+    for (; r < maxRecords; r++) {
+        if (avail < maxRecord) {
+            rd.advance((size_t)(cursor - rd.current()));
+            avail = rd.ensure(maxRecord);
+            cursor = rd.current();
+            if (avail == 0) {
+                stop = PART_END;
+                break;
+            }
+        }
+        if (avail < fixedSize) {
+            stop = CUT_SHORT;
+            break;
+        }
+        const unsigned char* p = cursor;
+        const unsigned char* t = p + lengthAt;
+        uint32_t fileIndex = layout.fileIndex(p);
+        size_t accnoLength = t[8];
+        // Most records need only the common checks; anything else (a new
+        // file, a clip point or name to look at closely, an offset that may
+        // be the first past the threshold) takes the full path. (One branch
+        // for all of them: each test is cheap and safe to make.)
+        bool usual = (fileIndex == runIndex) & !fullChecks & (getuint16(t + 4) < CLIP_LIMIT) &
+                     (accnoLength <= avail - fixedSize) &
+                     (largeSeen | (getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET)) &
+                     (largeQualSeen | (getuint64(p + qualAt) <= SeqFile::MAX_SMALL_OFFSET));
+        if (!usual) {
+            if (fileIndex >= numFiles) {
+                stop = BAD_FORMAT;
+                break;
+            }
+            int64_t clip = layout.clipPoint(getuint32(t), getuint16(t + 4));
+            if (clip < 0) {
+                stop = BAD_FORMAT;
+                break;
+            }
+            if (clip >= CLIP_LIMIT) {
+                badClip = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
+                stop = BAD_CLIP;
+                break;
+            }
+            if (accnoLength > avail - fixedSize) {
+                stop = CUT_SHORT;
+                break;
+            }
+            if (fileIndex != runIndex) {
+                runs.push_back(Run{r, fileIndex, NONE, NONE});
+                run = &runs.back();
+                runIndex = fileIndex;
+                largeSeen = false;
+                largeQualSeen = !layout.qualFields;
+            }
+            if (!largeSeen && getuint64(p + indexBytes) > SeqFile::MAX_SMALL_OFFSET) {
+                largeSeen = true;
+                run->firstLarge = r;
+            }
+            if (!largeQualSeen && getuint64(p + qualAt) > SeqFile::MAX_SMALL_OFFSET) {
+                largeQualSeen = true;
+                run->firstLargeQual = r;
+            }
+        }
+        if ((r & (PendingRecords::BLOCK_READS - 1)) == 0) blockStarts.push_back(rd.fileOffsetOf(p));
+        flags += (t[6] & SCM_COUNTED) != 0;
+        named = accnoLength > 0 ? (int64_t)r : named;
+        cursor += fixedSize + accnoLength;
+        avail -= fixedSize + accnoLength;
+    }
+    rd.advance((size_t)(cursor - rd.current()));
+    n = r;
+    flagged = flags;
+    lastNamed = named;
+    return stop;
+}
+
+// Finds a record start in the file at or after from: the first place where a
+// chain of CHAIN records in a row looks right (file indexes in range and not
+// falling, clip points in range, names that fit). A false find is harmless:
+// the walk from the file's start proves or disproves it. NONE if no place in
+// the window looks right.
+uint64_t findRecordStart(int fd, const RecordLayout& layout, uint32_t numFiles, uint64_t from,
+                         uint64_t fileEnd) {
+    const size_t WINDOW = 64 << 10, CHAIN = 64;
+    const size_t maxRecord = layout.fixedSize + 255;
+    std::vector<unsigned char> buffer(WINDOW + CHAIN * maxRecord);
+    if (from >= fileEnd) return RecordWalk::NONE;
+    size_t want = (size_t)std::min<uint64_t>(buffer.size(), fileEnd - from);
+    ssize_t got = pread(fd, buffer.data(), want, (off_t)from);
+    if (got <= 0) return RecordWalk::NONE;
+    const unsigned char* end = buffer.data() + got;
+    for (size_t at = 0; at < WINDOW && at < (size_t)got; at++) {
+        const unsigned char* p = buffer.data() + at;
+        uint32_t lastIndex = 0;
+        size_t k = 0;
+        for (; k < CHAIN; k++) {
+            if ((size_t)(end - p) < layout.fixedSize) break;
+            const unsigned char* t = p + layout.lengthAt;
+            uint32_t fileIndex = layout.fileIndex(p);
+            int64_t clip = layout.clipPoint(getuint32(t), getuint16(t + 4));
+            size_t size = layout.fixedSize + t[8];
+            if (fileIndex >= numFiles || fileIndex < lastIndex || clip < 0 || clip >= CLIP_LIMIT ||
+                (size_t)(end - p) < size)
+                break;
+            lastIndex = fileIndex;
+            p += size;
+        }
+        if (k == CHAIN) return from + at;
+    }
+    return RecordWalk::NONE;
+}
+
+// What the check of every record of the file found, in the terms of
+// RecordWalk, with the file's records counted from its first.
+class CheckedRecords {
+public:
+    std::vector<RecordWalk::Run> runs;
+    // Where each block starts, then the end of the last record; blocks count
+    // again from splitIndex (see PendingRecords).
+    std::vector<uint64_t> blockStarts;
+    uint64_t splitIndex = UINT64_MAX;
+    size_t splitBlock = SIZE_MAX;
+    uint64_t flagged = 0;
+    int64_t lastNamed = -1;
+};
+
+// Checks the count records that start at file offset start, in file order:
+// DONE, or BAD_FORMAT or BAD_CLIP (with its clip point) for the first bad
+// record. A large file is walked by two threads: a helper from a record start
+// found near the middle, while this thread walks up to it. The helper's work
+// counts only when this walk lands exactly on that start (which proves it a
+// record start) and the helper walked exactly the records left; otherwise
+// this thread walks on alone.
+RecordWalk::Stop checkRecords(int fd, const RecordLayout& layout, uint32_t numFiles, uint64_t start,
+                              uint64_t fileEnd, uint64_t count, CheckedRecords& out, int& badClip) {
+    RecordWalk a(fd, layout, numFiles, start, fileEnd);
+    std::unique_ptr<RecordWalk> b;
+    RecordWalk::Stop bStop = RecordWalk::DONE;
+    std::jthread helper;
+    if (fileEnd - start >= SeqCache::parallelCheckBytes) {
+        uint64_t split =
+            findRecordStart(fd, layout, numFiles, start + (fileEnd - start) / 2, fileEnd);
+        if (split != RecordWalk::NONE && split > start) {
+            b = std::make_unique<RecordWalk>(fd, layout, numFiles, split, fileEnd);
+            try {
+                helper = std::jthread([&b, &bStop, count] { bStop = b->walk(count); });
+                a.rd.setLimit(split);
+            } catch (const std::system_error&) {
+                b.reset();
+            }
+        }
+    }
+    RecordWalk::Stop stop = a.walk(count);
+    bool merged = false;
+    if (b) {
+        helper.join();
+        if (stop == RecordWalk::PART_END) {
+            // Landed on the helper's start: it walked the rest of the records
+            // if it stopped exactly after them, and found the file's first bad
+            // record if it stopped before.
+            uint64_t left = count - a.n;
+            if (b->n == left) {
+                merged = true;
+                stop = RecordWalk::DONE;
+            } else if (b->n < left) {
+                stop = bStop == RecordWalk::BAD_CLIP ? bStop : RecordWalk::BAD_FORMAT;
+                badClip = b->badClip;
+                return stop;
+            }
+        }
+        if (!merged && (stop == RecordWalk::PART_END || stop == RecordWalk::CUT_SHORT)) {
+            a.rd.setLimit(fileEnd);
+            stop = a.walk(count);
+        }
+    }
+    if (stop == RecordWalk::PART_END || stop == RecordWalk::CUT_SHORT)
+        return RecordWalk::BAD_FORMAT;
+    if (stop == RecordWalk::BAD_CLIP) badClip = a.badClip;
+    if (stop != RecordWalk::DONE) return stop;
+
+    out.runs = std::move(a.runs);
+    out.blockStarts = std::move(a.blockStarts);
+    out.flagged = a.flagged;
+    out.lastNamed = a.lastNamed;
+    if (merged) {
+        uint64_t shift = a.n;
+        for (RecordWalk::Run w : b->runs) {
+            w.start += shift;
+            if (w.firstLarge != RecordWalk::NONE) w.firstLarge += shift;
+            if (w.firstLargeQual != RecordWalk::NONE) w.firstLargeQual += shift;
+            if (!out.runs.empty() && out.runs.back().fileIndex == w.fileIndex) {
+                // The file's run goes on across the split.
+                RecordWalk::Run& last = out.runs.back();
+                if (last.firstLarge == RecordWalk::NONE) last.firstLarge = w.firstLarge;
+                if (last.firstLargeQual == RecordWalk::NONE) last.firstLargeQual = w.firstLargeQual;
+            } else {
+                out.runs.push_back(w);
+            }
+        }
+        out.splitIndex = shift;
+        out.splitBlock = out.blockStarts.size();
+        out.blockStarts.insert(out.blockStarts.end(), b->blockStarts.begin(), b->blockStarts.end());
+        out.flagged += b->flagged;
+        if (b->lastNamed >= 0) out.lastNamed = b->lastNamed + (int64_t)shift;
+        out.blockStarts.push_back(b->offset());
+    } else {
+        out.blockStarts.push_back(a.offset());
+    }
+    return RecordWalk::DONE;
+}
+
 // The records of a loaded .SeqCacheMetadata that are not decoded yet. The
 // load checks every record and notes where each block of them starts; a block
 // is read again and decoded into the store's lists when one of its records is
@@ -199,7 +490,7 @@ public:
     }
 
     void bringIn(int64_t seqId) override {
-        size_t k = (size_t)((seqId - firstSeqId) >> BLOCK_SHIFT);
+        size_t k = blockOf((uint64_t)(seqId - firstSeqId));
         decodeBlocks(k, k + 1);
     }
     void bringInAll() override {
@@ -271,9 +562,8 @@ void StateFileRecords::decodeBlocks(size_t k0, size_t k1) {
         }
         got += (size_t)n;
     }
-    int64_t seqId = firstSeqId + ((int64_t)k0 << BLOCK_SHIFT);
-    int64_t endId = std::min<int64_t>(firstSeqId + ((int64_t)k1 << BLOCK_SHIFT),
-                                      firstSeqId + (int64_t)numRecords);
+    int64_t seqId = firstSeqId + (int64_t)blockFirst(k0);
+    int64_t endId = firstSeqId + (int64_t)std::min(blockFirst(k1), numRecords);
     size_t r = (size_t)(std::upper_bound(
                             runs.begin(), runs.end(), seqId,
                             [](int64_t id, const FileRun& run) { return id < run.firstSeqId; }) -
@@ -410,6 +700,8 @@ uint64_t readDataEnd(const std::string& path, bool sff) {
 }
 
 }  // namespace
+
+uint64_t SeqCache::parallelCheckBytes = 4 << 20;
 
 // ---------------------------------------------------------------------------
 // Writing
@@ -678,8 +970,8 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
         return;
     }
     struct stat st;
-    BlockReader rd(fd);
-    rd.setFileLeft(fstat(fd, &st) == 0 ? (uint64_t)st.st_size : 0);
+    uint64_t fileEnd = fstat(fd, &st) == 0 ? (uint64_t)st.st_size : 0;
+    BlockReader rd(fd, 0, fileEnd);
     const unsigned char* p = rd.need(4);
     if (!p) {
         close(fd);
@@ -726,165 +1018,95 @@ void SeqCache::readSeqCacheMetadata(const std::string& path) {
     pending->firstSeqId = base;
     pending->numRecords = count;
     pending->namesBefore = accnos->size();
-    pending->blockStarts.reserve(((size_t)count >> PendingRecords::BLOCK_SHIFT) + 2);
 
-    // Every record is checked here, in file order, so that a malformed file
-    // stops the load before anything of it is used. The checks follow each
-    // file's lists: where each file's entries go, and where its offsets pass
-    // to the 64-bit list.
-    int64_t lastNamed = pending->namesBefore - 1;
-    int flagged = 0;
-    uint32_t prevFileIndex = 0;
-    SeqFile* f = sfmList.empty() ? nullptr : sfmList[0];
-    FileRun* run = nullptr;
-    bool qualLists = false;
+    // Every record is checked here, so that a malformed file stops the load
+    // before anything of it is used.
+    CheckedRecords checked;
+    int badClip = 0;
+    RecordWalk::Stop stop =
+        checkRecords(fd, layout, (uint32_t)sfmList.size(), rd.fileOffsetOf(rd.current()), fileEnd,
+                     count, checked, badClip);
+    if (stop == RecordWalk::BAD_CLIP) {
+        int clipPt = badClip;
+        ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
+        return;
+    }
+    if (stop != RecordWalk::DONE) {
+        die("%s", FORMAT_MSG);
+        return;
+    }
+
+    // Each run of one file's records goes on that file's lists: its offsets
+    // on the 32-bit list until the first past the threshold, that one and
+    // all after it on the 64-bit list.
+    auto placeOffsets = [base](uint64_t firstLarge, uint64_t runStart, size_t n,
+                               int& fileFirstLarge, size_t runPos, int64_t& largeFrom,
+                               size_t& numSmall, size_t& numLarge) {
+        numSmall = numLarge = 0;
+        if (fileFirstLarge != -2) {
+            numLarge = n;
+        } else if (firstLarge == RecordWalk::NONE) {
+            numSmall = n;
+        } else {
+            numSmall = (size_t)(firstLarge - runStart);
+            numLarge = n - numSmall;
+            fileFirstLarge = (int)(runPos + numSmall);
+            largeFrom = base + (int64_t)firstLarge;
+        }
+    };
     // Whether each file's entries are one run into empty lists, as in any file
     // this writer made; otherwise everything is decoded at once.
     bool simple = base == 0 && pending->namesBefore == 0;
     std::vector<uint8_t> fileSeen(sfmList.size(), 0);
-    auto startRun = [&](int64_t seqId) {
-        if (fileSeen[prevFileIndex] || f->getNumSeqs() > 0 || !f->fileByteSizes.empty())
+    uint32_t prevFileIndex = 0;
+    for (size_t i = 0; i < checked.runs.size(); i++) {
+        const RecordWalk::Run& w = checked.runs[i];
+        uint64_t endRecord = i + 1 < checked.runs.size() ? checked.runs[i + 1].start : count;
+        int64_t seqId = base + (int64_t)w.start;
+        size_t n = (size_t)(endRecord - w.start);
+        SeqFile* f = sfmList[w.fileIndex];
+        if (w.fileIndex != prevFileIndex) {
+            prevFileIndex = w.fileIndex;
+            f->firstSeqId = (int)seqId;
+        }
+        if (fileSeen[w.fileIndex] || f->getNumSeqs() > 0 || !f->fileByteSizes.empty())
             simple = false;
-        fileSeen[prevFileIndex] = 1;
-        qualLists = layout.qualFields && f->hasQualFile();
-        FileRun next;
-        next.firstSeqId = seqId;
-        next.endSeqId = seqId;
-        next.fileIndex = prevFileIndex;
-        next.file = f;
-        next.qualLists = qualLists;
-        next.offsetPos = f->fileOffsets.size();
-        next.largeOffsetPos = f->largeFileOffsets.size();
-        next.qualOffsetPos = f->qualOffsets.size();
-        next.largeQualOffsetPos = f->largeQualOffsets.size();
-        next.sizePos = f->fileByteSizes.size();
-        next.qualSizePos = f->qualByteSizes.size();
-        next.largeFrom = f->firstLargeOffset == -2 ? INT64_MAX : seqId;
-        next.largeQualFrom = f->firstLargeQualOffset == -2 ? INT64_MAX : seqId;
-        pending->runs.push_back(next);
-        run = &pending->runs.back();
-    };
-    // Counts of the current file's lists, kept here and stored at each run's end.
-    size_t numOffsets = 0, numLarge = 0, numQual = 0, numLargeQual = 0;
-    auto endRun = [&](int64_t endSeqId) {
-        if (!run) return;
-        run->endSeqId = endSeqId;
-        SeqFile* rf = run->file;
-        int64_t n = run->endSeqId - run->firstSeqId;
-        rf->fileOffsets.setSize(run->offsetPos + numOffsets);
-        rf->largeFileOffsets.setSize(run->largeOffsetPos + numLarge);
-        rf->fileByteSizes.setSize(run->sizePos + (size_t)n);
-        if (run->qualLists) {
-            rf->qualOffsets.setSize(run->qualOffsetPos + numQual);
-            rf->largeQualOffsets.setSize(run->largeQualOffsetPos + numLargeQual);
-            rf->qualByteSizes.setSize(run->qualSizePos + (size_t)n);
+        fileSeen[w.fileIndex] = 1;
+        FileRun run;
+        run.firstSeqId = seqId;
+        run.endSeqId = seqId + (int64_t)n;
+        run.fileIndex = w.fileIndex;
+        run.file = f;
+        run.qualLists = layout.qualFields && f->hasQualFile();
+        run.offsetPos = f->fileOffsets.size();
+        run.largeOffsetPos = f->largeFileOffsets.size();
+        run.qualOffsetPos = f->qualOffsets.size();
+        run.largeQualOffsetPos = f->largeQualOffsets.size();
+        run.sizePos = f->fileByteSizes.size();
+        run.qualSizePos = f->qualByteSizes.size();
+        run.largeFrom = f->firstLargeOffset == -2 ? INT64_MAX : seqId;
+        run.largeQualFrom = f->firstLargeQualOffset == -2 ? INT64_MAX : seqId;
+        size_t numSmall, numLarge;
+        placeOffsets(w.firstLarge, w.start, n, f->firstLargeOffset, run.offsetPos, run.largeFrom,
+                     numSmall, numLarge);
+        f->fileOffsets.setSize(run.offsetPos + numSmall);
+        f->largeFileOffsets.setSize(run.largeOffsetPos + numLarge);
+        f->fileByteSizes.setSize(run.sizePos + n);
+        if (run.qualLists) {
+            placeOffsets(w.firstLargeQual, w.start, n, f->firstLargeQualOffset, run.qualOffsetPos,
+                         run.largeQualFrom, numSmall, numLarge);
+            f->qualOffsets.setSize(run.qualOffsetPos + numSmall);
+            f->largeQualOffsets.setSize(run.largeQualOffsetPos + numLarge);
+            f->qualByteSizes.setSize(run.qualSizePos + n);
         }
-        numOffsets = numLarge = numQual = numLargeQual = 0;
-    };
-
-    // The two-list scheme for one offset: offsets above the threshold, and all
-    // after the first of them, go on the 64-bit list; the first one marks its
-    // list index and seqId.
-    auto countOffset = [](uint64_t offset, bool& small, size_t& numSmall, size_t& numLargeOnes,
-                          int& firstLarge, size_t runPos, int64_t& largeFrom, int64_t seqId) {
-        if (small && offset <= SeqFile::MAX_SMALL_OFFSET) {
-            numSmall++;
-            return;
-        }
-        if (small) {
-            small = false;
-            firstLarge = (int)(runPos + numSmall);
-            largeFrom = seqId;
-        }
-        numLargeOnes++;
-    };
-
-    // Room for the longest record, so that most records need no check.
-    const size_t maxRecord = fixedSize + 255;
-    const size_t indexBytes = layout.indexBytes, lengthAt = layout.lengthAt;
-    const unsigned char* cursor = rd.current();
-    size_t avail = rd.available();
-    // Whether the current file's offsets still go on the 32-bit lists.
-    bool smallOffsets = true, smallQual = true;
-    // Whether each record of the current file takes the full checks.
-    bool fullChecks = true;
-    const int CLIP_LIMIT = 1 << (24 - NUMFILEINDEXBITS);
-    for (uint32_t r = 0; r < count; r++) {
-        int64_t seqId = base + (int64_t)r;
-        if (avail < maxRecord) {
-            rd.advance((size_t)(cursor - rd.current()));
-            avail = rd.ensure(maxRecord);
-            cursor = rd.current();
-        }
-        if ((r & (PendingRecords::BLOCK_READS - 1)) == 0)
-            pending->blockStarts.push_back(rd.fileOffsetOf(cursor));
-        if (avail < fixedSize) {
-            die("%s", FORMAT_MSG);
-            return;
-        }
-        const unsigned char* p = cursor;
-        const unsigned char* t = p + lengthAt;
-        uint32_t fileIndex = layout.fileIndex(p);
-        size_t accnoLength = t[8];
-        // Most records need only the common checks; anything else (a new
-        // file, a clip point or name to look at closely, an offset that
-        // may pass to the 64-bit list, quality offsets) takes the full path.
-        // (One branch for all of them: each test is cheap and safe to make.)
-        bool usual = (fileIndex == prevFileIndex) & !fullChecks & (getuint16(t + 4) < CLIP_LIMIT) &
-                     (accnoLength <= avail - fixedSize) &
-                     (!smallOffsets | (getuint64(p + indexBytes) <= SeqFile::MAX_SMALL_OFFSET));
-        if (usual) {
-            numOffsets += smallOffsets;
-            numLarge += !smallOffsets;
-            if (accnoLength > 0) lastNamed = seqId;
-        } else {
-            if (fileIndex != prevFileIndex || !run) {
-                if (fileIndex != prevFileIndex) {
-                    if (fileIndex >= sfmList.size()) {
-                        die("%s", FORMAT_MSG);
-                        return;
-                    }
-                    prevFileIndex = fileIndex;
-                    f = sfmList[fileIndex];
-                    f->firstSeqId = (int)seqId;
-                } else if (!f) {
-                    die("%s", FORMAT_MSG);
-                    return;
-                }
-                endRun(seqId);
-                startRun(seqId);
-                smallOffsets = f->firstLargeOffset == -2;
-                smallQual = f->firstLargeQualOffset == -2;
-                fullChecks = layout.version == 0 || qualLists;
-            }
-
-            int64_t clip = layout.clipPoint(getuint32(t), getuint16(t + 4));
-            if (clip < 0) {
-                die("%s", FORMAT_MSG);
-                return;
-            }
-            int clipPt = (int)std::min<int64_t>(clip, 0x7FFFFFFF);
-            ASSERT(clipPt < 1 << (24 - NUMFILEINDEXBITS));
-            if (accnoLength > 0) {
-                if (avail - fixedSize < accnoLength) {
-                    die("%s", FORMAT_MSG);
-                    return;
-                }
-                lastNamed = seqId;
-            }
-            countOffset(getuint64(p + indexBytes), smallOffsets, numOffsets, numLarge,
-                        f->firstLargeOffset, run->offsetPos, run->largeFrom, seqId);
-            if (qualLists)
-                countOffset(getuint64(p + indexBytes + 8), smallQual, numQual, numLargeQual,
-                            f->firstLargeQualOffset, run->qualOffsetPos, run->largeQualFrom, seqId);
-        }
-        flagged += (t[6] & SCM_COUNTED) != 0;
-        cursor += fixedSize + accnoLength;
-        avail -= fixedSize + accnoLength;
+        pending->runs.push_back(run);
     }
-    endRun(base + (int64_t)count);
-    pending->blockStarts.push_back(rd.fileOffsetOf(cursor));
-    numFlaggedReads += flagged;
+    pending->blockStarts = std::move(checked.blockStarts);
+    pending->splitIndex = checked.splitIndex;
+    pending->splitBlock = checked.splitBlock;
+    numFlaggedReads += (int)checked.flagged;
+    int64_t lastNamed =
+        checked.lastNamed >= 0 ? base + checked.lastNamed : pending->namesBefore - 1;
 
     scmList.setSize((size_t)(base + count));
     byteList.setSize((size_t)(base + count));
