@@ -281,17 +281,22 @@ bool Context::getProjectLock() {
     return false;
 }
 
-bool Context::releaseProjectLock() {
-    if (projectLockFd == -1) return true;
-    if (flock(projectLockFd, LOCK_UN) != 0) {
-        printf("Context error: Unable to remove lock on project lock file %s\n",
-               projectLockPath.c_str());
+// Unlocks and closes a held lock file; what names the file in the message
+// when it cannot be unlocked (the descriptor then stays).
+static bool releaseLock(int& fd, const char* what, const std::string& path) {
+    if (fd == -1) return true;
+    if (flock(fd, LOCK_UN) != 0) {
+        printf("Context error: Unable to remove lock on %s %s\n", what, path.c_str());
         fflush(stdout);
         return false;
     }
-    close(projectLockFd);
-    projectLockFd = -1;
+    close(fd);
+    fd = -1;
     return true;
+}
+
+bool Context::releaseProjectLock() {
+    return releaseLock(projectLockFd, "project lock file", projectLockPath);
 }
 
 bool Context::getRunningLock() {
@@ -311,14 +316,7 @@ bool Context::getRunningLock() {
 
 bool Context::releaseRunningLock() {
     if (runLockFd == -1) return true;
-    if (flock(runLockFd, LOCK_UN) != 0) {
-        printf("Context error: Unable to remove lock on running semaphore file %s\n",
-               runLockPath.c_str());
-        fflush(stdout);
-        return false;
-    }
-    close(runLockFd);
-    runLockFd = -1;
+    if (!releaseLock(runLockFd, "running semaphore file", runLockPath)) return false;
     unlink(projhaltPath.c_str());
     return true;
 }

@@ -391,6 +391,14 @@ public:
     int64_t lastNamed = -1;
 };
 
+// What a walk that stopped before the count says of the file: a bad clip
+// point (given in badClip), or for anything else, a record cut short or
+// missing included, a malformed file.
+RecordWalk::Stop failureOf(const RecordWalk& walk, RecordWalk::Stop stop, int& badClip) {
+    badClip = walk.badClip;
+    return stop == RecordWalk::BAD_CLIP ? stop : RecordWalk::BAD_FORMAT;
+}
+
 // Checks the count records that start at file offset start, in file order:
 // DONE, or BAD_FORMAT or BAD_CLIP (with its clip point) for the first bad
 // record. A large file is walked by two threads: a helper from a record start
@@ -430,9 +438,7 @@ RecordWalk::Stop checkRecords(int fd, const RecordLayout& layout, uint32_t numFi
                 merged = true;
                 stop = RecordWalk::DONE;
             } else if (b->n < left) {
-                stop = bStop == RecordWalk::BAD_CLIP ? bStop : RecordWalk::BAD_FORMAT;
-                badClip = b->badClip;
-                return stop;
+                return failureOf(*b, bStop, badClip);
             }
         }
         if (!merged && (stop == RecordWalk::PART_END || stop == RecordWalk::CUT_SHORT)) {
@@ -440,10 +446,7 @@ RecordWalk::Stop checkRecords(int fd, const RecordLayout& layout, uint32_t numFi
             stop = a.walk(count);
         }
     }
-    if (stop == RecordWalk::PART_END || stop == RecordWalk::CUT_SHORT)
-        return RecordWalk::BAD_FORMAT;
-    if (stop == RecordWalk::BAD_CLIP) badClip = a.badClip;
-    if (stop != RecordWalk::DONE) return stop;
+    if (stop != RecordWalk::DONE) return failureOf(a, stop, badClip);
 
     out.runs = std::move(a.runs);
     out.blockStarts = std::move(a.blockStarts);
